@@ -1,0 +1,201 @@
+#include "media/SerialQueue.h"
+
+#include "geometry/fatal.h"
+
+#include <deque>
+#include <map>
+#include <mutex>
+#include <semaphore>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace quillet {
+
+struct SerialQueue::State {
+    std::string label;
+    std::thread thread;
+    int wakeup = -1;
+
+    std::mutex mutex; // guards tasks, timers, nextTimer and stopping
+    std::deque<Task> tasks;
+    std::map<std::pair<Clock::time_point, TimerId>, Task> timers;
+    TimerId nextTimer = 1;
+    bool stopping = false;
+
+    std::map<int, Task> watches; // the queue's thread only
+
+    ~State() {
+        if (wakeup >= 0) ::close(wakeup);
+    }
+
+    void wake() const {
+        const std::uint64_t one = 1;
+        // The counter cannot overflow in practice; a full one would wake the thread all the same.
+        [[maybe_unused]] const ssize_t written = ::write(wakeup, &one, sizeof one);
+    }
+
+    void run();
+    bool runDueWork();
+    void waitForWork();
+};
+
+namespace {
+
+std::string threadName(const std::string& label) {
+    // "org.quillet.Quillet.screen" is told apart by its end.
+    const std::size_t point = label.rfind('.');
+    return ("quillet." + (point == std::string::npos ? label : label.substr(point + 1))).substr(0, 15);
+}
+
+} // namespace
+
+/// Runs what is due; false once the queue is to stop and its tasks are done.
+bool SerialQueue::State::runDueWork() {
+    for (;;) {
+        Task task;
+        {
+            const std::lock_guard guard(mutex);
+            if (!stopping && !timers.empty() && timers.begin()->first.first <= Clock::now()) {
+                task = std::move(timers.begin()->second);
+                timers.erase(timers.begin());
+            } else if (!tasks.empty()) {
+                task = std::move(tasks.front());
+                tasks.pop_front();
+            } else {
+                return !stopping;
+            }
+        }
+        task();
+        task = nullptr; // what it holds is let go before the next one starts
+        // Descriptors get their turn between two tasks, so that a busy caller cannot starve them.
+        if (!watches.empty()) return true;
+    }
+}
+
+void SerialQueue::State::waitForWork() {
+    std::vector<pollfd> descriptors{{wakeup, POLLIN, 0}};
+    for (const auto& [descriptor, unused] : watches)
+        descriptors.push_back({descriptor, POLLIN, 0});
+
+    timespec timeout{};
+    const timespec* limit = nullptr;
+    {
+        const std::lock_guard guard(mutex);
+        if (!tasks.empty() || stopping) {
+            limit = &timeout;
+        } else if (!timers.empty()) {
+            const auto left = std::max(timers.begin()->first.first - Clock::now(), Clock::duration::zero());
+            const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
+            timeout.tv_sec = seconds.count();
+            timeout.tv_nsec = static_cast<long>(std::chrono::nanoseconds(left - seconds).count());
+            limit = &timeout;
+        }
+    }
+    if (::ppoll(descriptors.data(), descriptors.size(), limit, nullptr) <= 0) return;
+
+    if (descriptors.front().revents) {
+        std::uint64_t count;
+        [[maybe_unused]] const ssize_t got = ::read(wakeup, &count, sizeof count);
+    }
+    for (std::size_t i = 1; i < descriptors.size(); ++i) {
+        if (!descriptors[i].revents) continue;
+        // A handler before this one may have ended the watch.
+        const auto found = watches.find(descriptors[i].fd);
+        if (found == watches.end()) continue;
+        const Task handler = found->second;
+        handler();
+    }
+}
+
+void SerialQueue::State::run() {
+    ::pthread_setname_np(::pthread_self(), threadName(label).c_str());
+    while (runDueWork())
+        waitForWork();
+    watches.clear();
+    const std::lock_guard guard(mutex);
+    timers.clear();
+}
+
+SerialQueue::SerialQueue(std::string label) : state(std::make_shared<State>()) {
+    state->label = std::move(label);
+    state->wakeup = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (state->wakeup < 0) fatal("no descriptor left for a queue's wake-up");
+    state->thread = std::thread([shared = state] { shared->run(); });
+}
+
+SerialQueue::~SerialQueue() {
+    {
+        const std::lock_guard guard(state->mutex);
+        state->stopping = true;
+    }
+    state->wake();
+    if (isCurrent())
+        state->thread.detach();
+    else
+        state->thread.join();
+}
+
+const std::string& SerialQueue::label() const { return state->label; }
+
+void SerialQueue::async(Task task) {
+    {
+        const std::lock_guard guard(state->mutex);
+        state->tasks.push_back(std::move(task));
+    }
+    state->wake();
+}
+
+void SerialQueue::sync(const Task& task) {
+    if (isCurrent()) {
+        task();
+        return;
+    }
+    std::binary_semaphore done(0);
+    async([&] {
+        task();
+        done.release();
+    });
+    done.acquire();
+}
+
+SerialQueue::TimerId SerialQueue::after(Clock::time_point when, Task task) {
+    TimerId id;
+    {
+        const std::lock_guard guard(state->mutex);
+        id = state->nextTimer++;
+        state->timers.emplace(std::pair(when, id), std::move(task));
+    }
+    state->wake();
+    return id;
+}
+
+void SerialQueue::cancel(TimerId timer) {
+    Task dropped; // its captures are let go outside the lock
+    const std::lock_guard guard(state->mutex);
+    for (auto entry = state->timers.begin(); entry != state->timers.end(); ++entry)
+        if (entry->first.second == timer) {
+            dropped = std::move(entry->second);
+            state->timers.erase(entry);
+            return;
+        }
+}
+
+void SerialQueue::watch(int descriptor, Task onReadable) {
+    if (!isCurrent()) fatal("a queue's watches belong to its own thread");
+    state->watches[descriptor] = std::move(onReadable);
+}
+
+void SerialQueue::unwatch(int descriptor) {
+    if (!isCurrent()) fatal("a queue's watches belong to its own thread");
+    state->watches.erase(descriptor);
+}
+
+bool SerialQueue::isCurrent() const { return state->thread.get_id() == std::this_thread::get_id(); }
+
+} // namespace quillet

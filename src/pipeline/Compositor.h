@@ -1,0 +1,43 @@
+// Compositor.h: one screen frame and the newest camera picture become one output frame.
+#pragma once
+
+#include "geometry/Rect.h"
+#include "media/PixelBuffer.h"
+#include "pipeline/BeautifySettings.h"
+
+#include <memory>
+#include <optional>
+
+namespace quillet {
+
+/// Cuts the region out of the screen frame, lays the camera picture over it as a circle and, with beautify, sets the
+/// result on a backdrop. Draws only what differs from what the output frame already holds; the result equals a full
+/// redraw bit for bit. Keeps no memory of an earlier camera rectangle other than where to undo it.
+///
+/// Output frames carry `sequence` (1, 2, 3, … for each render) and `damage` against the render before, for the encoder.
+///
+/// Threads: one thread at a time; frames are only read while render() runs.
+class Compositor {
+public:
+    /// `cropRect`: the region, whole display pixels, origin at the display's bottom left, y up; it may reach beyond the
+    /// screen frame, and what lies outside is transparent black. Output frames are of its size.
+    Compositor(Rect cropRect, bool mirrorCamera, std::optional<BeautifySettings> beautify);
+    ~Compositor();
+
+    /// Fills `into` (of outputSize(), or the program stops). `cameraRect` in display pixels; the circle's diameter is its
+    /// width. Without `camera` or without `cameraRect` there is no circle. A frame with a `sequence` that follows the one
+    /// before is redrawn only where its `damage` says; any other is drawn whole.
+    void render(const PixelBuffer& screen, const PixelBuffer* camera, std::optional<Rect> cameraRect, PixelBuffer& into);
+
+    /// Takes note of a screen frame that is not rendered (no output frame was to be had), so that the next one is still
+    /// drawn only where something changed.
+    void skip(const PixelBuffer& screen);
+
+    [[nodiscard]] Size outputSize() const;
+
+private:
+    struct Implementation;
+    std::unique_ptr<Implementation> implementation;
+};
+
+} // namespace quillet

@@ -1,0 +1,46 @@
+// ScreenCaptureManager.h: one display's pictures and the system's sound, on one serial queue.
+#pragma once
+
+#include "media/AudioSampleBuffer.h"
+#include "media/PixelBuffer.h"
+#include "media/SerialQueue.h"
+#include "pipeline/ScreenSource.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+
+namespace quillet {
+
+/// Used for one recording. Threads: start and stop from any, one after the other; the fields before start.
+class ScreenCaptureManager {
+public:
+    explicit ScreenCaptureManager(ScreenSourceFactory factory);
+    ~ScreenCaptureManager();
+
+    /// Each complete frame with its time; on sampleQueue, no lock held, never after stop's completion.
+    std::function<void(ConstPixelBufferRef, MediaTime)> onScreenFrame;
+    /// Each buffer of system sound; on sampleQueue, never at the same time as onScreenFrame.
+    std::function<void(AudioSampleBuffer)> onSystemAudio;
+    /// The display went away in mid-recording; once, on sampleQueue.
+    std::function<void(Error)> onLost;
+
+    /// Starts in the background; `completion` gets nothing or the error, on sampleQueue.
+    void start(std::uint32_t displayID, Size pixelSize, int fps, std::set<std::uint32_t> excludeWindowIDs,
+               std::function<void(std::optional<Error>)> completion);
+    /// Ends capture; `completion` runs on sampleQueue, or at once here when nothing runs.
+    void stop(std::function<void()> completion);
+
+    [[nodiscard]] SerialQueue& queue() { return sampleQueue; }
+
+private:
+    struct Stream;
+    ScreenSourceFactory factory;
+    // Shared with tasks on the queue.
+    std::shared_ptr<Stream> stream;
+    SerialQueue sampleQueue;
+};
+
+} // namespace quillet
