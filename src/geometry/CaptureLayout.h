@@ -11,11 +11,11 @@ namespace quillet {
 
 /// Made once when a recording starts; a value that never changes afterwards.
 struct CaptureLayout {
-    Screen screen;             ///< the monitor that holds the region's centre
-    std::uint32_t displayID;   ///< the same monitor, as the screen source knows it
-    double scale;              ///< device pixels per point, both axes
-    Size displayPixelSize;     ///< native pixels of the current mode
-    Rect regionGlobal;         ///< global screen points, cut to the screen where they meet; not rounded
+    Screen screen;                    ///< the monitor that holds the region's centre
+    std::uint32_t displayID;          ///< the same monitor, as the screen source knows it
+    double scale;                     ///< device pixels per point, both axes
+    Size displayPixelSize;            ///< native pixels of the current mode
+    Rect regionGlobal;                ///< global screen points, cut to the screen where they meet; not rounded
     std::optional<Rect> cameraGlobal; ///< the bubble's frame in global screen points, as it came
 
     /// Nothing when there is no screen, or when the chosen one has no display identifier. A region whose centre lies on

@@ -41,8 +41,8 @@ struct Rect {
     /// Minimum edges inclusive, maximum edges exclusive; an empty rectangle holds no point.
     [[nodiscard]] bool contains(Point point) const;
 
-    /// The common area. Rectangles that only share an edge or a corner give an empty rectangle there; rectangles that do
-    /// not touch give the null rectangle.
+    /// The common area. Rectangles that only share an edge or a corner give an empty rectangle there; rectangles that
+    /// do not touch give the null rectangle.
     [[nodiscard]] Rect intersection(const Rect& other) const;
     /// Whether the common area is neither null nor empty.
     [[nodiscard]] bool intersects(const Rect& other) const;

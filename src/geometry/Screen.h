@@ -14,12 +14,12 @@ namespace quillet {
 
 /// One monitor, as `Screens` in platform/ reports it.
 struct Screen {
-    std::string name;         ///< for people: the connector's name
-    Rect frame;               ///< global screen points
-    Rect visibleFrame;        ///< global screen points, without panels and docks
+    std::string name;  ///< for people: the connector's name
+    Rect frame;        ///< global screen points
+    Rect visibleFrame; ///< global screen points, without panels and docks
     /// What the screen source knows the monitor by; absent when the window system could not say.
     std::optional<std::uint32_t> displayID;
-    Size pixelSize;           ///< native pixels of the current mode
+    Size pixelSize;                ///< native pixels of the current mode
     double backingScaleFactor = 1; ///< the toolkit's pixels per point
 
     friend bool operator==(const Screen&, const Screen&) = default;

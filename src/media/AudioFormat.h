@@ -9,12 +9,16 @@ enum class SampleType { uint8, int16, int24in32, int32, float32, float64 };
 
 [[nodiscard]] constexpr std::size_t sampleBytes(SampleType type) {
     switch (type) {
-        case SampleType::uint8: return 1;
-        case SampleType::int16: return 2;
+        case SampleType::uint8:
+            return 1;
+        case SampleType::int16:
+            return 2;
         case SampleType::int24in32:
         case SampleType::int32:
-        case SampleType::float32: return 4;
-        case SampleType::float64: return 8;
+        case SampleType::float32:
+            return 4;
+        case SampleType::float64:
+            return 8;
     }
     return 0;
 }

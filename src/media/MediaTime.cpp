@@ -29,7 +29,9 @@ std::int32_t commonTimescale(std::int32_t a, std::int32_t b) {
 
 } // namespace
 
-std::int64_t MediaTime::valueIn(std::int32_t otherTimescale) const { return rescaled(value, timescale, otherTimescale); }
+std::int64_t MediaTime::valueIn(std::int32_t otherTimescale) const {
+    return rescaled(value, timescale, otherTimescale);
+}
 
 std::strong_ordering operator<=>(const MediaTime& a, const MediaTime& b) {
     const Wide left = static_cast<Wide>(a.value) * b.timescale;

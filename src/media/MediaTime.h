@@ -7,8 +7,8 @@
 
 namespace quillet {
 
-/// `value` / `timescale` seconds. Live sources stamp with CLOCK_MONOTONIC (see mediaTimeNow); synthetic ones start where
-/// they like. Times of different timescales compare and convert exactly; `timescale` is always at least 1.
+/// `value` / `timescale` seconds. Live sources stamp with CLOCK_MONOTONIC (see mediaTimeNow); synthetic ones start
+/// where they like. Times of different timescales compare and convert exactly; `timescale` is always at least 1.
 struct MediaTime {
     std::int64_t value = 0;
     std::int32_t timescale = 1;

@@ -30,7 +30,8 @@ PixelBufferRef PixelBuffer::wrap(std::byte* base, std::size_t strideBytes, int w
     if (width < 1 || height < 1) fatal("a pixel buffer without pixels");
     if (strideBytes % rowAlignmentBytes != 0 || strideBytes < static_cast<std::size_t>(width) * 4)
         fatal("a pixel buffer's rows are not aligned");
-    if (reinterpret_cast<std::uintptr_t>(base) % rowAlignmentBytes != 0) fatal("a pixel buffer's memory is not aligned");
+    if (reinterpret_cast<std::uintptr_t>(base) % rowAlignmentBytes != 0)
+        fatal("a pixel buffer's memory is not aligned");
     return PixelBufferRef(new PixelBuffer(base, strideBytes, width, height, std::move(release)));
 }
 

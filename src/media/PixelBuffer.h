@@ -18,7 +18,8 @@ enum class Alpha {
     ignored,       ///< anything; the picture is opaque. Readers take it as 255.
 };
 
-/// 32-bit BGRA, 8 bits each, top row first, every row at a multiple of 64 bytes, with 64 readable bytes past the last row.
+/// 32-bit BGRA, 8 bits each, top row first, every row at a multiple of 64 bytes, with 64 readable bytes past the last
+/// row.
 ///
 /// Threads: a value holder without locks. Whoever lends a frame does not write to it again until it has come back.
 class PixelBuffer {
@@ -47,12 +48,12 @@ public:
     /// What the fourth byte means; set by whoever draws.
     Alpha alpha = Alpha::premultiplied;
 
-    /// Which of its source's frames this is: 1, 2, 3, … without gaps, dropped ones counted. 0: the source does not count,
-    /// and the frame says nothing about others.
+    /// Which of its source's frames this is: 1, 2, 3, … without gaps, dropped ones counted. 0: the source does not
+    /// count, and the frame says nothing about others.
     std::uint64_t sequence = 0;
 
-    /// Where this frame differs from the one numbered sequence - 1 of the same source, in memory rows. Absent: anywhere.
-    /// Present and empty: nowhere.
+    /// Where this frame differs from the one numbered sequence - 1 of the same source, in memory rows. Absent:
+    /// anywhere. Present and empty: nowhere.
     std::optional<PixelRegion> damage;
 
     /// A place for the one that draws into pooled frames to remember what a frame holds between two loans. Nobody else

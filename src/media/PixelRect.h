@@ -9,7 +9,8 @@
 
 namespace quillet {
 
-/// Whole pixels of a frame as memory counts them: x to the right, y downwards from the first row. Never negative in size.
+/// Whole pixels of a frame as memory counts them: x to the right, y downwards from the first row. Never negative in
+/// size.
 struct PixelRect {
     int x = 0;
     int y = 0;
@@ -36,8 +37,8 @@ struct PixelRect {
     friend bool operator==(const PixelRect&, const PixelRect&) = default;
 };
 
-/// `rect` (whole display pixels, origin at the bottom left of a frame of `frameHeight` rows, y up) as memory counts. The
-/// only flip between the two; its inverse is fromMemoryRows. Fractions and sizes beyond 32 bits stop the program.
+/// `rect` (whole display pixels, origin at the bottom left of a frame of `frameHeight` rows, y up) as memory counts.
+/// The only flip between the two; its inverse is fromMemoryRows. Fractions and sizes beyond 32 bits stop the program.
 [[nodiscard]] PixelRect toMemoryRows(const Rect& rect, int frameHeight);
 [[nodiscard]] Rect fromMemoryRows(const PixelRect& rect, int frameHeight);
 

@@ -9,12 +9,12 @@
 
 namespace quillet {
 
-/// One thread; whatever runs on it never overlaps. Ready descriptors, due timers and tasks take turns, tasks in the order
-/// in which they came.
+/// One thread; whatever runs on it never overlaps. Ready descriptors, due timers and tasks take turns, tasks in the
+/// order in which they came.
 ///
-/// Threads: async, after, cancel, sync and isCurrent from any; watch and unwatch on the queue only. The destructor stops
-/// the thread after the tasks that are already queued (timers that are not due yet and watches are dropped) and waits for
-/// it; on the queue's own thread it cannot wait, and the thread ends by itself right after the running task.
+/// Threads: async, after, cancel, sync and isCurrent from any; watch and unwatch on the queue only. The destructor
+/// stops the thread after the tasks that are already queued (timers that are not due yet and watches are dropped) and
+/// waits for it; on the queue's own thread it cannot wait, and the thread ends by itself right after the running task.
 class SerialQueue {
 public:
     using Task = std::function<void()>;

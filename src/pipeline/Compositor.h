@@ -24,10 +24,11 @@ public:
     Compositor(Rect cropRect, bool mirrorCamera, std::optional<BeautifySettings> beautify);
     ~Compositor();
 
-    /// Fills `into` (of outputSize(), or the program stops). `cameraRect` in display pixels; the circle's diameter is its
-    /// width. Without `camera` or without `cameraRect` there is no circle. A frame with a `sequence` that follows the one
-    /// before is redrawn only where its `damage` says; any other is drawn whole.
-    void render(const PixelBuffer& screen, const PixelBuffer* camera, std::optional<Rect> cameraRect, PixelBuffer& into);
+    /// Fills `into` (of outputSize(), or the program stops). `cameraRect` in display pixels; the circle's diameter is
+    /// its width. Without `camera` or without `cameraRect` there is no circle. A frame with a `sequence` that follows
+    /// the one before is redrawn only where its `damage` says; any other is drawn whole.
+    void render(const PixelBuffer& screen, const PixelBuffer* camera, std::optional<Rect> cameraRect,
+                PixelBuffer& into);
 
     /// Takes note of a screen frame that is not rendered (no output frame was to be had), so that the next one is still
     /// drawn only where something changed.

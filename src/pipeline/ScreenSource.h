@@ -15,9 +15,9 @@
 namespace quillet {
 
 struct ScreenSourceOptions {
-    std::uint32_t displayID = 0; ///< as Screens reports it
-    Size pixelSize;              ///< of the frames wanted, in pixels; fractions dropped
-    int fps = 60;                ///< the most frames a second
+    std::uint32_t displayID = 0;              ///< as Screens reports it
+    Size pixelSize;                           ///< of the frames wanted, in pixels; fractions dropped
+    int fps = 60;                             ///< the most frames a second
     std::set<std::uint32_t> excludeWindowIDs; ///< windows of others to be left out; the program's own always are
 
     /// Each complete frame: new content only, the first one at once and whole. Called on the queue; the frame is the
@@ -27,15 +27,15 @@ struct ScreenSourceOptions {
     std::function<void(Error)> onLost;
 };
 
-/// A running capture of one display. Made, used and destroyed on the queue that it was made with; no callback comes after
-/// its destruction.
+/// A running capture of one display. Made, used and destroyed on the queue that it was made with; no callback comes
+/// after its destruction.
 class ScreenSource {
 public:
     virtual ~ScreenSource() = default;
 };
 
-/// Starts a capture on `queue` (and is called there); null with the reason in `error` when it cannot. A display that does
-/// not exist gives domain "Quillet", code 1, "No capturable display found.".
+/// Starts a capture on `queue` (and is called there); null with the reason in `error` when it cannot. A display that
+/// does not exist gives domain "Quillet", code 1, "No capturable display found.".
 using ScreenSourceFactory =
     std::function<std::unique_ptr<ScreenSource>(SerialQueue& queue, ScreenSourceOptions options, Error& error)>;
 
