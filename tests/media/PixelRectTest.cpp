@@ -35,7 +35,7 @@ TEST(PixelRegion, neverCoversLessThanWasAddedAndStaysSmall) {
     std::mt19937 random(7);
     std::uniform_int_distribution<int> place(0, 90);
     std::uniform_int_distribution<int> extent(0, 12);
-    for (int round = 0; round < 200; ++round) {
+    for (int round = 0; round < 40; ++round) {
         PixelRegion region;
         std::vector<bool> added(100 * 110, false);
         for (int i = 0; i < 60; ++i) {
