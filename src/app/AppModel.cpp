@@ -42,8 +42,8 @@ void AppModel::startRecording() {
                                       .desktopFolder = environment.desktopFolder(),
                                       .mainQueue = environment.mainQueue};
     if (surroundings.desktopFolder.empty()) return setStatus("无法创建录制会话。");
-    session = RecordingSession::make(
-        {.layout = *layout, .micEnabled = false, .quality = ExportQuality::high, .fps = recordingFps}, surroundings);
+    session =
+        RecordingSession::make({.layout = *layout, .quality = ExportQuality::high, .fps = recordingFps}, surroundings);
     if (!session) return setStatus("无法创建录制会话。");
 
     const std::weak_ptr<AppModel> weak = weak_from_this();

@@ -32,19 +32,19 @@ struct RecordingEnvironment {
     ScreenSourceFactory screenSource;
     std::filesystem::path desktopFolder; ///< where the file goes
     MainQueue mainQueue;
-    std::function<std::unique_ptr<AudioMixer>()> makeMixer; ///< not set or null: no sound
-    std::function<MediaTime()> now = mediaTimeNow;          ///< the clock that the screen source stamps with
-    std::function<std::tm()> localTime;                     ///< for the file's name; not set: the system's
+    std::function<std::unique_ptr<AudioMixer>()> makeMixer = {}; ///< not set or null: no sound
+    std::function<MediaTime()> now = mediaTimeNow;               ///< the clock that the screen source stamps with
+    std::function<std::tm()> localTime = {};                     ///< for the file's name; not set: the system's
 };
 
 struct RecordingOptions {
     CaptureLayout layout;
-    std::shared_ptr<CameraManager> camera; ///< shared with the application, whose bubble shows the same camera
+    std::shared_ptr<CameraManager> camera = {}; ///< shared with the application, whose bubble shows the same camera
     bool micEnabled = true;
     ExportQuality quality = ExportQuality::high;
     int fps = 60;
     bool mirrorCamera = true;
-    std::optional<BeautifySettings> beautify;
+    std::optional<BeautifySettings> beautify = {};
 };
 
 /// "Quillet-yyyyMMdd-HHmmss.mp4" of that local time.
