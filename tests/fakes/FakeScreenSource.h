@@ -18,8 +18,7 @@ public:
     std::optional<Error> refusal;
 
     [[nodiscard]] ScreenSourceFactory factory() {
-        return [this](SerialQueue& queue, ScreenSourceOptions options,
-                      Error& error) -> std::unique_ptr<ScreenSource> {
+        return [this](SerialQueue& queue, ScreenSourceOptions options, Error& error) -> std::unique_ptr<ScreenSource> {
             const std::lock_guard guard(mutex);
             if (refusal) {
                 error = *refusal;

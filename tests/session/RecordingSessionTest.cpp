@@ -1,0 +1,435 @@
+#include "pipeline/RecordingSession.h"
+
+#include "selftest/FilmReader.h"
+#include "tests/fakes/FakeScreenSource.h"
+#include "tests/fakes/FilmFile.h"
+#include "tests/fakes/ManualMainQueue.h"
+#include "tests/fakes/TemporaryFolder.h"
+#include "tests/fakes/paintedFrames.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstring>
+#include <semaphore>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace quillet {
+namespace {
+
+constexpr fakes::Colour grey{128, 128, 128};
+constexpr fakes::Colour green{0, 255, 0};
+constexpr std::int32_t clockTimescale = 240; // divides by every rate used here
+constexpr int displayWidth = 640;
+constexpr int displayHeight = 360;
+
+/// A mixer that hands on what the test gives it.
+class PassingMixer : public AudioMixer {
+public:
+    void pushSystem(AudioSampleBuffer buffer) override {
+        if (onMixed) onMixed(std::move(buffer));
+    }
+    void pushMicrophone(AudioSampleBuffer buffer) override {
+        const std::lock_guard guard(mutex);
+        microphoneTimes.push_back(buffer.presentationTime);
+    }
+
+    std::mutex mutex; // guards microphoneTimes
+    std::vector<MediaTime> microphoneTimes;
+};
+
+/// A camera that shows one picture when it is started, and a microphone that says one buffer.
+struct FakeDevices {
+    std::atomic<int> starts = 0;
+    std::atomic<int> stops = 0;
+
+    [[nodiscard]] CaptureDeviceFactories factories() {
+        return {.camera = [this](SerialQueue&, auto onFrame) { return device([onFrame] { onFrame(picture()); }); },
+                .microphone =
+                    [this](SerialQueue&, auto onSample) {
+                        return device([onSample] { onSample(AudioSampleBuffer{commonAudioFormat, 1, {7, 1}, {}}); });
+                    }};
+    }
+
+private:
+    [[nodiscard]] static ConstPixelBufferRef picture() {
+        PixelBufferRef frame = fakes::solidFrame(320, 240, green);
+        frame->sequence = 1;
+        return frame;
+    }
+    [[nodiscard]] std::unique_ptr<CaptureDevice> device(std::function<void()> onStart) {
+        struct Device : CaptureDevice {
+            Device(FakeDevices& owner, std::function<void()> first) : devices(owner), onStart(std::move(first)) {}
+            void start() override {
+                ++devices.starts;
+                onStart();
+            }
+            void stop() override { ++devices.stops; }
+            FakeDevices& devices;
+            std::function<void()> onStart;
+        };
+        return std::make_unique<Device>(*this, std::move(onStart));
+    }
+};
+
+class RecordingSessionTest : public testing::Test {
+protected:
+    RecordingSessionTest() {
+        const Screen screen{.name = "fake",
+                            .frame = {100, 50, displayWidth / 2.0, displayHeight / 2.0},
+                            .visibleFrame = {},
+                            .displayID = 77,
+                            .pixelSize = {displayWidth, displayHeight},
+                            .backingScaleFactor = 2};
+        options.layout = *CaptureLayout::make(screen.frame, std::nullopt, {.screens = {screen}, .mainIndex = 0});
+        options.quality = ExportQuality::low;
+        environment = {.screenSource = stage.factory(),
+                       .desktopFolder = folder.path(),
+                       .mainQueue = mainQueue.queue(),
+                       .now = [this] {
+                           return MediaTime{clock, clockTimescale};
+                       }};
+        environment.localTime = [] {
+            std::tm time{};
+            time.tm_year = 124;
+            time.tm_mday = 2;
+            time.tm_hour = 3;
+            time.tm_min = 4;
+            time.tm_sec = 5;
+            return time;
+        };
+    }
+
+    void makeAndStart() {
+        session = RecordingSession::make(options, environment);
+        ASSERT_TRUE(session);
+        session->start({42}, [this](const std::optional<Error>& error) { startError = error; });
+        stage.onQueue([](const auto&) {}); // the source has been made
+    }
+    /// A grey display at the `number`th thirtieth of a second after an arbitrary beginning.
+    void show(int number, fakes::Colour colour = grey) {
+        const PixelBufferRef frame = fakes::solidFrame(displayWidth, displayHeight, colour);
+        frame->sequence = static_cast<std::uint64_t>(++framesShown);
+        const MediaTime time = MediaTime{1000, 1} + MediaTime{number, 30};
+        clock = time.valueIn(clockTimescale);
+        stage.show(frame, time);
+    }
+    /// Waits for the file; the completion's arguments.
+    std::pair<std::optional<std::filesystem::path>, std::optional<Error>> stop() {
+        std::pair<std::optional<std::filesystem::path>, std::optional<Error>> result;
+        bool done = false;
+        session->stop([&](auto url, auto error) {
+            result = {std::move(url), std::move(error)};
+            done = true;
+        });
+        EXPECT_TRUE(mainQueue.runUntil([&] { return done; }));
+        return result;
+    }
+    [[nodiscard]] static AudioSampleBuffer tone(MediaTime time, std::int64_t frames) {
+        std::vector<float> samples;
+        for (std::int64_t i = 0; i < frames; ++i)
+            for (int channel = 0; channel < 2; ++channel)
+                samples.push_back(0.5F * static_cast<float>(std::sin(static_cast<double>(i) * 0.0576)));
+        AudioSampleBuffer buffer{commonAudioFormat, frames, time,
+                                 std::vector<std::byte>(samples.size() * sizeof(float))};
+        std::memcpy(buffer.samples.data(), samples.data(), buffer.samples.size());
+        return buffer;
+    }
+    /// What the film shows at a moment after its start, at display pixels (x, y), y up.
+    [[nodiscard]] fakes::Colour filmColour(const std::filesystem::path& film, MediaTime time, int x, int y) const {
+        const auto picture = filmPictureAt(film, time);
+        if (!picture) {
+            ADD_FAILURE() << "no picture";
+            return {};
+        }
+        const QRgb pixel = picture->pixel(x, picture->height() - 1 - y);
+        return {static_cast<std::uint8_t>(qBlue(pixel)), static_cast<std::uint8_t>(qGreen(pixel)),
+                static_cast<std::uint8_t>(qRed(pixel))};
+    }
+
+    fakes::TemporaryFolder folder;
+    fakes::ScreenStage stage;
+    fakes::ManualMainQueue mainQueue;
+    FakeDevices devices;
+    std::atomic<std::int64_t> clock = 1000 * clockTimescale; // what the session takes for now
+    RecordingOptions options;
+    RecordingEnvironment environment;
+    std::shared_ptr<RecordingSession> session;
+    std::optional<Error> startError;
+    int framesShown = 0;
+};
+
+bool isNear(fakes::Colour a, fakes::Colour b) {
+    return std::abs(a.blue - b.blue) < 12 && std::abs(a.green - b.green) < 12 && std::abs(a.red - b.red) < 12;
+}
+
+TEST_F(RecordingSessionTest, namesItsFileAfterTheLocalTime) {
+    makeAndStart();
+    EXPECT_EQ(session->outputURL(), folder.path() / "Quillet-20240102-030405.mp4");
+}
+
+TEST_F(RecordingSessionTest, startsTheTimelineAtTheFirstFrameAndKeepsEveryTime) {
+    makeAndStart();
+    EXPECT_FALSE(startError);
+    ASSERT_TRUE(stage.options());
+    EXPECT_EQ(stage.options()->displayID, 77u);
+    EXPECT_EQ(stage.options()->pixelSize, (Size{displayWidth, displayHeight}));
+    EXPECT_EQ(stage.options()->excludeWindowIDs, (std::set<std::uint32_t>{42}));
+    for (const int number : {0, 1, 2, 5, 11})
+        show(number);
+    clock = (MediaTime{1000, 1} + MediaTime{15, 30}).valueIn(clockTimescale);
+    const auto [url, error] = stop();
+    ASSERT_TRUE(url) << (error ? error->description : "");
+    EXPECT_FALSE(stage.isRunning());
+
+    const auto film = fakes::FilmFile::read(*url);
+    ASSERT_TRUE(film);
+    EXPECT_EQ(film->width, displayWidth);
+    EXPECT_EQ(film->height, displayHeight);
+    EXPECT_FALSE(film->hasAudioTrack);
+    std::vector<MediaTime> times;
+    for (const auto& packet : film->video)
+        times.push_back(packet.time);
+    EXPECT_EQ(times, (std::vector<MediaTime>{{0, 30}, {1, 30}, {2, 30}, {5, 30}, {11, 30}}));
+    ASSERT_FALSE(film->video.empty());
+    EXPECT_EQ(film->video.back().duration, (MediaTime{4, 30})) << "the last picture stays until the recording's end";
+    EXPECT_EQ(session->frameCounts().written, 5u);
+}
+
+TEST_F(RecordingSessionTest, recordsTheRegionOnly) {
+    // Points are doubled: the right half of the display, (320, 0, 320, 360) in pixels.
+    options.layout.regionGlobal = {260, 50, 160, 180};
+    makeAndStart();
+    const PixelBufferRef frame = fakes::solidFrame(displayWidth, displayHeight, grey);
+    fakes::fill(*frame, {320, 350, 10, 10}, {0, 0, 255});
+    stage.show(frame, {1000, 1});
+    const auto url = stop().first;
+    ASSERT_TRUE(url);
+    const auto picture = filmPictureAt(*url, {0, 1});
+    ASSERT_TRUE(picture);
+    EXPECT_EQ(picture->size(), QSize(320, 360));
+    EXPECT_TRUE(isNear(filmColour(*url, {0, 1}, 4, 4), {0, 0, 255}));
+    EXPECT_TRUE(isNear(filmColour(*url, {0, 1}, 100, 100), grey));
+}
+
+TEST_F(RecordingSessionTest, theCameraCircleFollowsTheBubbleFromTheNextFrameOn) {
+    options.camera = std::make_shared<CameraManager>(devices.factories());
+    ASSERT_TRUE(options.camera->attachCamera());
+    options.camera->start();
+    ASSERT_TRUE([&] {
+        for (int i = 0; i < 10000 && !options.camera->latestFrame(); ++i)
+            std::this_thread::yield();
+        return options.camera->latestFrame() != nullptr;
+    }());
+    options.layout.cameraGlobal = Rect{110, 60, 50, 50}; // pixels (20, 20, 100, 100)
+    makeAndStart();
+    show(0);
+    session->updateCameraRect({200, 100, 50, 50}); // pixels (200, 100)
+    show(1);
+    session->updateCameraRect({100 + displayWidth / 2.0, 60, 50, 50}); // just off the right edge
+    show(2);
+    session->updateCameraRect({110, 60, 50, 50});
+    show(3);
+    const auto url = stop().first;
+    ASSERT_TRUE(url);
+    const auto at = [&](int number, int x, int y) { return filmColour(*url, {number, 30}, x, y); };
+    EXPECT_TRUE(isNear(at(0, 70, 70), green));
+    EXPECT_TRUE(isNear(at(0, 250, 150), grey));
+    EXPECT_TRUE(isNear(at(1, 70, 70), grey));
+    EXPECT_TRUE(isNear(at(1, 250, 150), green));
+    EXPECT_TRUE(isNear(at(2, 250, 150), grey));
+    EXPECT_TRUE(isNear(at(2, displayWidth - 3, 70), grey));
+    EXPECT_TRUE(isNear(at(3, 70, 70), green));
+    // The shared camera is stopped with the recording, although the bubble still shows it.
+    options.camera.reset();
+    session.reset();
+    EXPECT_EQ(devices.starts, 1);
+    EXPECT_EQ(devices.stops, 1);
+}
+
+TEST_F(RecordingSessionTest, aBubbleOffTheDisplayAtTheStartIsNotHiddenByItsPlaceAlone) {
+    // Partly on the display, its centre outside: drawn as far as it is inside, without a test of visibility.
+    options.camera = std::make_shared<CameraManager>(devices.factories());
+    ASSERT_TRUE(options.camera->attachCamera());
+    options.layout.cameraGlobal = Rect{100 - 35, 100, 60, 60}; // pixels (-70, 100, 120, 120)
+    options.camera->start();
+    while (!options.camera->latestFrame())
+        std::this_thread::yield();
+    makeAndStart();
+    show(0);
+    const auto url = stop().first;
+    ASSERT_TRUE(url);
+    EXPECT_TRUE(isNear(filmColour(*url, {0, 1}, 10, 160), green));
+    EXPECT_TRUE(isNear(filmColour(*url, {0, 1}, 100, 160), grey));
+}
+
+TEST_F(RecordingSessionTest, soundBeforeTheFirstPictureIsDropped) {
+    auto mixer = std::make_unique<PassingMixer>();
+    PassingMixer* const sound = mixer.get();
+    environment.makeMixer = [&] { return std::move(mixer); };
+    makeAndStart();
+    EXPECT_FALSE(sound->micEnabled) << "there is no microphone";
+    stage.onQueue([&](const auto&) { sound->pushSystem(tone({1000, 1}, 4800)); });
+    show(30);
+    stage.onQueue([&](const auto&) {
+        sound->pushSystem(tone({1000, 1}, 4800)); // before the picture's first moment
+        sound->pushSystem(tone({1001, 1}, 24000));
+        sound->pushSystem(tone(MediaTime{1001, 1} + MediaTime{1, 2}, 24000));
+    });
+    show(45);
+    const auto url = stop().first;
+    ASSERT_TRUE(url);
+    const auto film = fakes::FilmFile::read(*url);
+    ASSERT_TRUE(film);
+    ASSERT_TRUE(film->hasAudioTrack);
+    MediaTime length{0, 48000};
+    for (const auto& packet : film->audio)
+        length = length + packet.duration;
+    EXPECT_NEAR(length.seconds(), 1.0, 0.05);
+    // The last picture lasts as long as the sound does.
+    EXPECT_EQ((film->video.back().time + film->video.back().duration).in(1000), (MediaTime{1000, 1000}));
+}
+
+TEST_F(RecordingSessionTest, theMicrophoneGoesToTheMixerWhenItIsAttachedAndWanted) {
+    auto mixer = std::make_unique<PassingMixer>();
+    PassingMixer* const sound = mixer.get();
+    environment.makeMixer = [&] { return std::move(mixer); };
+    options.camera = std::make_shared<CameraManager>(devices.factories());
+    ASSERT_TRUE(options.camera->attachMicrophone());
+    ASSERT_TRUE(options.camera->attachMicrophone()) << "a second call finds it attached";
+    makeAndStart();
+    EXPECT_TRUE(sound->micEnabled);
+    (void)stop();
+    const std::shared_ptr<CameraManager> devicesGone = std::exchange(options.camera, nullptr);
+    const std::lock_guard guard(sound->mutex);
+    EXPECT_THAT(sound->microphoneTimes, testing::SizeIs(testing::Le(1)));
+    EXPECT_EQ(devices.starts, 1);
+}
+
+TEST_F(RecordingSessionTest, stoppedBeforeAnyFrameLeavesNothing) {
+    makeAndStart();
+    const auto [url, error] = stop();
+    EXPECT_FALSE(url);
+    EXPECT_FALSE(error);
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
+TEST_F(RecordingSessionTest, aSecondStopIsIgnoredAndItsCompletionNeverCalled) {
+    makeAndStart();
+    show(0);
+    bool second = false;
+    bool first = false;
+    session->stop([&](auto, auto) { first = true; });
+    session->stop([&](auto, auto) { second = true; });
+    ASSERT_TRUE(mainQueue.runUntil([&] { return first; }));
+    EXPECT_FALSE(second);
+}
+
+TEST_F(RecordingSessionTest, passesTheReasonWhyCaptureDidNotStart) {
+    stage.refusal = Error{"Quillet", 1, "No capturable display found."};
+    session = RecordingSession::make(options, environment);
+    ASSERT_TRUE(session);
+    std::binary_semaphore answered(0);
+    session->start({}, [&](const std::optional<Error>& error) {
+        startError = error;
+        answered.release();
+    });
+    answered.acquire();
+    EXPECT_EQ(startError, stage.refusal);
+    session.reset();
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path())) << "a recording without pictures leaves no file";
+}
+
+TEST_F(RecordingSessionTest, isNotMadeWhereNoFileCanBe) {
+    environment.desktopFolder = folder.path() / "missing";
+    Error error;
+    EXPECT_FALSE(RecordingSession::make(options, environment, &error));
+    EXPECT_FALSE(error.description.empty());
+}
+
+struct OddRegion {
+    const char* name;
+    Rect region; // global points of a display at (100, 50) of 320 by 180 points, doubled in pixels
+    int width;
+    int height;
+};
+
+class OddRegions : public RecordingSessionTest, public testing::WithParamInterface<OddRegion> {};
+
+TEST_P(OddRegions, areRecordedAtAnEvenSize) {
+    options.layout.regionGlobal = GetParam().region;
+    makeAndStart();
+    show(0);
+    show(1);
+    const auto [url, error] = stop();
+    ASSERT_TRUE(url) << (error ? error->description : "");
+    const auto film = fakes::FilmFile::read(*url);
+    ASSERT_TRUE(film);
+    EXPECT_EQ(film->width, GetParam().width);
+    EXPECT_EQ(film->height, GetParam().height);
+    EXPECT_EQ(film->video.size(), 2u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, OddRegions,
+                         testing::Values(OddRegion{"onePixel", {120, 70, 0.5, 0.5}, 2, 2},
+                                         OddRegion{"oddSize", {120, 70, 50.5, 25.5}, 100, 50},
+                                         OddRegion{"offEveryScreen", {5000, 5000, 100, 60}, 200, 120},
+                                         OddRegion{"halfOutside", {380, 50, 80, 60}, 160, 120}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+class FrameRates : public RecordingSessionTest, public testing::WithParamInterface<int> {};
+
+TEST_P(FrameRates, areAskedOfTheSourceAndWritten) {
+    options.fps = GetParam();
+    makeAndStart();
+    EXPECT_EQ(stage.options()->fps, GetParam());
+    for (int i = 0; i < 3; ++i) {
+        const PixelBufferRef frame = fakes::solidFrame(displayWidth, displayHeight, grey);
+        const MediaTime time = MediaTime{1000, 1} + MediaTime{i, GetParam()};
+        clock = time.valueIn(clockTimescale);
+        stage.show(frame, time);
+    }
+    const auto url = stop().first;
+    ASSERT_TRUE(url);
+    const auto film = fakes::FilmFile::read(*url);
+    ASSERT_TRUE(film);
+    EXPECT_GE(film->video.size(), 3u);
+    EXPECT_EQ(film->video.back().duration, (MediaTime{1, GetParam()}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Slowest, FrameRates, testing::Values(1, 240));
+
+TEST_F(RecordingSessionTest, beautifySetsThePictureOnItsBackdrop) {
+    options.beautify = BeautifySettings{.backgroundIndex = 2};
+    makeAndStart();
+    show(0);
+    const auto url = stop().first;
+    ASSERT_TRUE(url);
+    EXPECT_TRUE(isNear(filmColour(*url, {0, 1}, displayWidth / 2, displayHeight / 2), grey));
+    EXPECT_FALSE(isNear(filmColour(*url, {0, 1}, 2, 2), grey));
+}
+
+TEST_F(RecordingSessionTest, mayBeLetGoWhileFramesArrive) {
+    makeAndStart();
+    show(0);
+    session.reset();
+    EXPECT_FALSE(stage.isRunning());
+}
+
+TEST(RecordingFileName, isTheLocalTimeOfTheStart) {
+    std::tm time{};
+    time.tm_year = 99;
+    time.tm_mon = 11;
+    time.tm_mday = 31;
+    time.tm_hour = 23;
+    time.tm_min = 59;
+    time.tm_sec = 58;
+    EXPECT_EQ(recordingFileName(time), "Quillet-19991231-235958.mp4");
+}
+
+} // namespace
+} // namespace quillet
