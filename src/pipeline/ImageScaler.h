@@ -1,0 +1,39 @@
+// ImageScaler.h: parts of a scaled picture, from rows that are made as they are needed.
+#pragma once
+
+#include "media/PixelRect.h"
+#include "pipeline/AxisPlan.h"
+
+#include <functional>
+
+namespace quillet {
+
+/// Scales a picture of premultiplied BGRA in both directions, any part of it at a time; parts fit together bit for bit.
+///
+/// Works in column strips narrow enough for the nearest cache: each source row is filtered once per strip into a ring
+/// of rows, from which the output rows are summed. Allocates only when made. Threads: one at a time.
+class ImageScaler {
+public:
+    /// Writes the source's pixels `begin` to `end` of `row` to `into`.
+    using RowReader = std::function<void(int row, int begin, int end, std::byte* into)>;
+
+    ImageScaler(AxisPlan across, AxisPlan down);
+
+    [[nodiscard]] const AxisPlan& horizontal() const { return across; }
+    [[nodiscard]] const AxisPlan& vertical() const { return down; }
+
+    /// Draws the outputs within `part`. `into` is where output (0, 0) would be.
+    void draw(const PixelRect& part, const RowReader& read, std::byte* into, std::size_t strideBytes);
+
+private:
+    void drawStrip(const PixelRect& part, const RowReader& read, std::byte* into, std::size_t strideBytes);
+
+    AxisPlan across;
+    AxisPlan down;
+    RowFilter rowFilter;
+    std::vector<std::int16_t> downWeights; // 15 binary places
+    std::vector<std::byte> sourceRow;
+    std::vector<std::int16_t> ring;
+};
+
+} // namespace quillet
