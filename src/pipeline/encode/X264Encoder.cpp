@@ -1,0 +1,221 @@
+#include "pipeline/encode/X264Encoder.h"
+
+#include <x264.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <string>
+#include <thread>
+
+#include <stdarg.h> // x264.h needs both in front of it
+#include <stdint.h>
+
+namespace quillet {
+
+namespace {
+
+struct EncoderDeleter {
+    void operator()(x264_t* encoder) const { x264_encoder_close(encoder); }
+};
+
+// A floor under the quantiser that nobody can see: a screen that stands still needs no more, whatever the rate allows.
+constexpr int quantiserFloor = 16;
+// Slices of one picture side by side; more cost quality at their edges and gain little.
+constexpr unsigned mostThreads = 4;
+
+void keepMessage(void* words, int level, const char* format, va_list arguments) {
+    if (level > X264_LOG_ERROR) return;
+    std::array<char, 256> line{};
+    std::vsnprintf(line.data(), line.size(), format, arguments);
+    std::string& message = *static_cast<std::string*>(words);
+    message = line.data();
+    while (!message.empty() && message.back() == '\n')
+        message.pop_back();
+}
+
+class X264Encoder final : public VideoEncoder {
+public:
+    bool open(const VideoEncoderOptions& options, Error& error);
+
+    [[nodiscard]] const std::vector<std::byte>& avcConfiguration() const override { return configuration; }
+    std::optional<Error> encode(const VideoEncoderPicture& picture, std::int64_t microseconds, PictureKind kind,
+                                const Output& output) override;
+    std::optional<Error> drain(const Output& output) override;
+
+private:
+    [[nodiscard]] Error failure(const char* action) const {
+        return {"x264", 1, std::string(action) + ": " + (message.empty() ? "no reason given" : message)};
+    }
+    void readConfiguration(const x264_nal_t* units, int count);
+    std::optional<Error> step(x264_picture_t* input, const Output& output);
+
+    std::string message; // the library's last error line
+    std::unique_ptr<x264_t, EncoderDeleter> encoder;
+    std::vector<std::byte> configuration;
+    // libx264 reads a picture's block flags while it encodes it, which is one call after it took the picture.
+    std::array<std::vector<std::uint8_t>, 2> blockFlags;
+    std::size_t turn = 0;
+    std::size_t blockCount = 0;
+};
+
+bool X264Encoder::open(const VideoEncoderOptions& options, Error& error) {
+    const auto valid = [](int side) { return side >= 2 && side % 2 == 0 && side <= 16384; };
+    if (!valid(options.width) || !valid(options.height)) {
+        error = {"x264", 1,
+                 "cannot encode pictures of " + std::to_string(options.width) + " x " + std::to_string(options.height)};
+        return false;
+    }
+
+    x264_param_t parameters;
+    x264_param_default_preset(&parameters, "superfast", nullptr);
+    parameters.pf_log = keepMessage;
+    parameters.p_log_private = &message;
+    parameters.i_log_level = X264_LOG_ERROR;
+
+    parameters.i_width = options.width;
+    parameters.i_height = options.height;
+    parameters.i_csp = X264_CSP_NV12;
+    parameters.i_threads = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, mostThreads));
+    // Frame threads would hold back a picture each.
+    parameters.b_sliced_threads = 1;
+
+    // Times are microseconds, and the rate control counts in them: pictures come when something changes.
+    parameters.b_vfr_input = 1;
+    parameters.i_timebase_num = 1;
+    parameters.i_timebase_den = 1'000'000;
+    parameters.i_fps_num = static_cast<std::uint32_t>(std::max(1, options.fps));
+    parameters.i_fps_den = 1;
+
+    parameters.i_keyint_max = 2 * std::max(1, options.fps);
+    parameters.i_keyint_min = 1;
+    parameters.i_scenecut_threshold = 0; // where key frames stand is the recorder's decision
+    parameters.i_bframe = 0;
+    parameters.rc.i_lookahead = 0;
+    parameters.rc.b_mb_tree = 0;
+    parameters.i_sync_lookahead = 0;
+
+    parameters.rc.i_rc_method = X264_RC_ABR;
+    parameters.rc.i_bitrate = static_cast<int>(options.bitRate / 1000);
+    parameters.rc.i_qp_min = quantiserFloor;
+
+    // Blocks that are known to be unchanged are skipped without a look at them; weighted prediction would forbid it.
+    parameters.analyse.b_mb_info = 1;
+    parameters.analyse.i_weighted_pred = X264_WEIGHTP_NONE;
+
+    parameters.vui.b_fullrange = 0;
+    parameters.vui.i_colorprim = 1;
+    parameters.vui.i_transfer = 1;
+    parameters.vui.i_colmatrix = 1;
+    parameters.vui.i_chroma_loc = 1;
+
+    parameters.b_repeat_headers = 0;
+    parameters.b_annexb = 0;
+    parameters.b_aud = 0;
+
+    if (x264_param_apply_profile(&parameters, "high") != 0) {
+        error = failure("choose the High profile");
+        return false;
+    }
+    encoder.reset(x264_encoder_open(&parameters));
+    if (!encoder) {
+        error = failure("open the H.264 encoder");
+        return false;
+    }
+    x264_nal_t* units = nullptr;
+    int count = 0;
+    if (x264_encoder_headers(encoder.get(), &units, &count) < 0) {
+        error = failure("make the H.264 headers");
+        return false;
+    }
+    readConfiguration(units, count);
+
+    blockCount =
+        static_cast<std::size_t>((options.width + 15) / 16) * static_cast<std::size_t>((options.height + 15) / 16);
+    for (std::vector<std::uint8_t>& flags : blockFlags)
+        flags.resize(blockCount);
+    return true;
+}
+
+// ISO/IEC 14496-15, 5.3.3: profile and level as the sequence parameter set has them, then both parameter sets.
+void X264Encoder::readConfiguration(const x264_nal_t* units, int count) {
+    std::span<const std::byte> sequence;
+    std::span<const std::byte> picture;
+    for (const x264_nal_t& unit : std::span(units, static_cast<std::size_t>(count))) {
+        // The first four bytes are the unit's length.
+        const auto payload =
+            std::as_bytes(std::span(unit.p_payload, static_cast<std::size_t>(unit.i_payload))).subspan(4);
+        if (unit.i_type == NAL_SPS) sequence = payload;
+        if (unit.i_type == NAL_PPS) picture = payload;
+    }
+    const auto put = [this](std::size_t value) { configuration.push_back(static_cast<std::byte>(value & 0xFF)); };
+    const auto putUnit = [&](std::span<const std::byte> unit) {
+        put(1);
+        put(unit.size() >> 8);
+        put(unit.size());
+        configuration.insert(configuration.end(), unit.begin(), unit.end());
+    };
+    put(1);
+    configuration.insert(configuration.end(), sequence.begin() + 1, sequence.begin() + 4);
+    put(0xFC | 3); // lengths of four bytes
+    // The number of sequence parameter sets shares its byte with three bits that are set.
+    putUnit(sequence);
+    configuration[5] |= std::byte{0xE0};
+    putUnit(picture);
+    put(0xFC | 1); // 4:2:0
+    put(0xF8);     // 8 bits luma
+    put(0xF8);     // 8 bits chroma
+    put(0);        // no extensions
+}
+
+std::optional<Error> X264Encoder::step(x264_picture_t* input, const Output& output) {
+    x264_nal_t* units = nullptr;
+    int count = 0;
+    x264_picture_t encoded;
+    const int bytes = x264_encoder_encode(encoder.get(), &units, &count, input, &encoded);
+    if (bytes < 0) return failure("encode a picture");
+    if (bytes > 0) {
+        // libx264 lays all units of one picture one behind the other.
+        output(
+            {std::as_bytes(std::span(units[0].p_payload, static_cast<std::size_t>(bytes))), encoded.b_keyframe != 0});
+    }
+    return std::nullopt;
+}
+
+std::optional<Error> X264Encoder::encode(const VideoEncoderPicture& picture, std::int64_t microseconds,
+                                         PictureKind kind, const Output& output) {
+    std::vector<std::uint8_t>& flags = blockFlags[turn];
+    turn = 1 - turn;
+    static_assert(X264_MBINFO_CONSTANT == 1);
+    std::copy_n(picture.unchangedBlocks.begin(), std::min(blockCount, picture.unchangedBlocks.size()), flags.begin());
+
+    x264_picture_t input;
+    x264_picture_init(&input);
+    input.i_type = kind == PictureKind::key ? X264_TYPE_IDR : X264_TYPE_AUTO;
+    input.i_pts = microseconds;
+    input.img.i_csp = X264_CSP_NV12;
+    input.img.i_plane = 2;
+    // libx264 copies the picture and does not write to it.
+    input.img.plane[0] = const_cast<std::uint8_t*>(picture.luma);
+    input.img.plane[1] = const_cast<std::uint8_t*>(picture.chroma);
+    input.img.i_stride[0] = static_cast<int>(picture.lumaStrideBytes);
+    input.img.i_stride[1] = static_cast<int>(picture.chromaStrideBytes);
+    input.prop.mb_info = flags.data();
+    return step(&input, output);
+}
+
+std::optional<Error> X264Encoder::drain(const Output& output) {
+    while (x264_encoder_delayed_frames(encoder.get()) > 0)
+        if (std::optional<Error> error = step(nullptr, output)) return error;
+    return std::nullopt;
+}
+
+} // namespace
+
+std::unique_ptr<VideoEncoder> makeX264Encoder(const VideoEncoderOptions& options, Error& error) {
+    auto encoder = std::make_unique<X264Encoder>();
+    if (!encoder->open(options, error)) return nullptr;
+    return encoder;
+}
+
+} // namespace quillet

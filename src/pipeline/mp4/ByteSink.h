@@ -1,0 +1,33 @@
+// ByteSink.h: where the bytes of a file go; a seam, so that every order of writes and every failure can be tried.
+#pragma once
+
+#include "media/Error.h"
+
+#include <span>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+namespace quillet::mp4 {
+
+/// A file that grows at its end and can be written over. After an error the sink is as full as it got; nobody retries.
+///
+/// Threads: one at a time.
+class ByteSink {
+public:
+    virtual ~ByteSink() = default;
+
+    /// Writes all of `bytes` at `offset` with one system call where the system allows it.
+    [[nodiscard]] virtual std::optional<Error> writeAt(std::uint64_t offset, std::span<const std::byte> bytes) = 0;
+    /// Asks for what stands in `offset` … `offset + length` to be carried to the disk, without waiting for it.
+    virtual void writeBehind(std::uint64_t offset, std::uint64_t length) = 0;
+    /// Waits until everything written is on the disk.
+    [[nodiscard]] virtual std::optional<Error> synchronise() = 0;
+    /// Closes; what only closing finds out (a network file system's full disk) is answered.
+    [[nodiscard]] virtual std::optional<Error> close() = 0;
+    /// Closes and removes the file.
+    virtual void discard() = 0;
+};
+
+} // namespace quillet::mp4
