@@ -135,9 +135,11 @@ void XScreenSource::handleEvent(const xcb_generic_event_t& event) {
 
 void XScreenSource::tick() {
     drainEvents();
-    pacing.tookPlaceAt(FramePacing::Clock::now());
     PixelBuffer* const frame = frames->writable();
-    if (!frame) return waitForEvents(); // everything is lent: what is pending stays so
+    if (!frame) { // everything is lent: what is pending stays so
+        pacing.tookPlaceAt(FramePacing::Clock::now());
+        return waitForEvents();
+    }
     if (geometryChanged) readGeometry();
     if (fetchPixels(collectDamage())) {
         PixelRegion changed = updatePicture(*frame);
@@ -175,6 +177,7 @@ bool XScreenSource::fetchPixels(const PixelRegion& wanted) {
     fetch->request(fetchPlan(wanted, area));
     pointer->request();
     fetchedAt = FramePacing::Clock::now();
+    pacing.tookPlaceAt(fetchedAt);
     const RootFetch::Result result = fetch->collect();
     std::optional<PointerWatch::State> state = pointer->collect();
     if (result == RootFetch::Result::lost || !state) return false;
