@@ -1,0 +1,73 @@
+#include "platform/TileDifference.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+namespace quillet {
+
+namespace {
+
+// Tiles stand on the frame's own grid. Their height is an encoder's macroblock; their width is a compromise between
+// precision and the number of comparisons.
+constexpr int tileWidth = 128;
+constexpr int tileHeight = 16;
+
+// Copies from the first row that differs on; that row, or `rows` if all are equal.
+int firstDifference(const std::byte* source, std::size_t sourceStride, std::byte* target, std::size_t targetStride,
+                    std::size_t bytes, int rows) {
+    int row = 0;
+    while (row < rows && std::memcmp(source, target, bytes) == 0) {
+        source += sourceStride;
+        target += targetStride;
+        ++row;
+    }
+    for (int y = row; y < rows; ++y) {
+        std::memcpy(target, source, bytes);
+        source += sourceStride;
+        target += targetStride;
+    }
+    return row;
+}
+
+// Joins runs that stand exactly below each other, so that a changed block becomes one rectangle.
+void addRun(std::vector<PixelRect>& runs, const PixelRect& run) {
+    for (PixelRect& above : runs)
+        if (above.x == run.x && above.width == run.width && above.bottom() == run.y) {
+            above.height += run.height;
+            return;
+        }
+    runs.push_back(run);
+}
+
+} // namespace
+
+void takeOver(const PixelRect& rect, const std::byte* source, std::size_t sourceStrideBytes, PixelBuffer& frame,
+              PixelRegion& changed) {
+    std::vector<PixelRect> runs;
+    for (int top = rect.y; top < rect.bottom();) {
+        const int bottom = std::min(rect.bottom(), (top / tileHeight + 1) * tileHeight);
+        const std::byte* sourceRow = source + static_cast<std::size_t>(top - rect.y) * sourceStrideBytes;
+        PixelRect run;
+        for (int left = rect.x; left < rect.right();) {
+            const int right = std::min(rect.right(), (left / tileWidth + 1) * tileWidth);
+            const int rows = bottom - top;
+            const int first = firstDifference(sourceRow + static_cast<std::size_t>(left - rect.x) * 4,
+                                              sourceStrideBytes, frame.row(top) + static_cast<std::size_t>(left) * 4,
+                                              frame.strideBytes(), static_cast<std::size_t>(right - left) * 4, rows);
+            if (first < rows) {
+                run = run.united({left, top + first, right - left, rows - first});
+            } else if (!run.isEmpty()) {
+                addRun(runs, run);
+                run = {};
+            }
+            left = right;
+        }
+        if (!run.isEmpty()) addRun(runs, run);
+        top = bottom;
+    }
+    for (const PixelRect& run : runs)
+        changed.add(run);
+}
+
+} // namespace quillet

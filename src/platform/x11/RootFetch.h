@@ -1,0 +1,74 @@
+// RootFetch.h: pixels of the root window, as many rectangles as wanted in one round trip.
+#pragma once
+
+#include "media/PixelRect.h"
+#include "platform/x11/XConnection.h"
+#include "platform/x11/xcbHandles.h"
+
+#include <xcb/shm.h>
+#include <xcb/xcb.h>
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+namespace quillet {
+
+/// Pixels that have arrived: rows of `rect`, top row first. Valid until the next request().
+struct FetchedPixels {
+    PixelRect rect; ///< of the root window
+    const std::byte* pixels = nullptr;
+    std::size_t strideBytes = 0;
+};
+
+/// What the server shows, cursor excluded. The pixels go to an area between, not into the picture itself: the area can
+/// be thrown away when what arrived turns out to be unusable, and comparing while copying costs little more than
+/// copying.
+///
+/// Threads: the connection's.
+class RootFetch {
+public:
+    enum class Result { complete, refused, lost };
+
+    /// Through memory shared with the server where that works, else over the connection, which a line on standard error
+    /// says. `pixels` is the most that one request asks for. Null with the reason in `error`.
+    [[nodiscard]] static std::unique_ptr<RootFetch> make(const XConnection& connection, std::size_t pixels,
+                                                         Error& error);
+    ~RootFetch();
+    RootFetch(const RootFetch&) = delete;
+    RootFetch& operator=(const RootFetch&) = delete;
+
+    /// Asks for rectangles of the root, which must lie inside it and be no more than `pixels` together. Sends; does not
+    /// wait.
+    void request(const std::vector<PixelRect>& rects);
+    /// Waits for what was asked for. Refused: the root has become smaller meanwhile; nothing has arrived.
+    [[nodiscard]] Result collect();
+    [[nodiscard]] const std::vector<FetchedPixels>& arrived() const { return pieces; }
+
+    [[nodiscard]] bool isShared() const { return segment != 0; }
+
+private:
+    struct Pending {
+        PixelRect rect;
+        std::size_t offset = 0;
+        unsigned sequence = 0; // of the request, whose kind `segment` tells
+    };
+
+    explicit RootFetch(const XConnection& connection);
+    [[nodiscard]] bool shareMemory(std::size_t bytes);
+    [[nodiscard]] bool shareDescriptor(std::size_t bytes);
+    [[nodiscard]] bool shareSegment(std::size_t bytes);
+    void requestOverConnection(const PixelRect& rect);
+
+    const XConnection& connection;
+    xcb_shm_seg_t segment = 0; // 0: over the connection
+    std::byte* memory = nullptr;
+    std::size_t memoryBytes = 0;
+    bool mappedFromDescriptor = false;
+
+    std::vector<Pending> pending;
+    std::vector<FetchedPixels> pieces;
+    std::vector<XcbOwned<xcb_get_image_reply_t>> replies; // what `pieces` point into without shared memory
+};
+
+} // namespace quillet

@@ -1,0 +1,257 @@
+#include "platform/x11/XScreenSource.h"
+
+#include "platform/TileDifference.h"
+#include "platform/x11/captureArea.h"
+#include "platform/x11/monitors.h"
+
+#include <xcb/randr.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace quillet {
+
+namespace {
+
+MonitorSource monitorSource(const XConnection& connection) {
+    return connection.randrMonitors ? MonitorSource::randr : MonitorSource::wholeRoot;
+}
+
+// The protocol's own limit for sizes and places.
+constexpr std::int64_t largestSide = std::numeric_limits<std::int16_t>::max();
+
+} // namespace
+
+XScreenSource::XScreenSource(SerialQueue& ownQueue, ScreenSourceOptions wanted)
+    : queue(ownQueue), options(std::move(wanted)), pacing(options.fps) {}
+
+std::unique_ptr<XScreenSource> XScreenSource::make(const std::string& displayName, SerialQueue& queue,
+                                                   ScreenSourceOptions options, Error& error) {
+    std::unique_ptr<XScreenSource> source(new XScreenSource(queue, std::move(options)));
+    const std::int64_t width = truncated(source->options.pixelSize.width, "the width of a display");
+    const std::int64_t height = truncated(source->options.pixelSize.height, "the height of a display");
+    if (width < 1 || height < 1 || width > largestSide || height > largestSide) {
+        error = {"Quillet", 5, "The display has no usable size."};
+        return nullptr;
+    }
+    source->connection = XConnection::open(displayName, error);
+    if (!source->connection) return nullptr;
+    if (source->connection->isXwayland()) {
+        error = {"Quillet", 4, "Recording in a Wayland session is not supported yet; log in to an X11 session."};
+        return nullptr;
+    }
+    if (!source->findDisplay(error)) return nullptr;
+    source->frames = FrameCycle::make(static_cast<int>(width), static_cast<int>(height));
+    if (!source->frames) {
+        error = {"Quillet", 5, "There is not enough memory for a picture of the display."};
+        return nullptr;
+    }
+    source->fetch = RootFetch::make(*source->connection, static_cast<std::size_t>(width * height), error);
+    if (!source->fetch) return nullptr;
+    source->selectEvents();
+    source->geometryChanged = true;
+    source->scheduleTick(FramePacing::Clock::now());
+    return source;
+}
+
+XScreenSource::~XScreenSource() {
+    if (timer) queue.cancel(timer);
+    if (isWatching) queue.unwatch(xcb_get_file_descriptor(connection->xcb()));
+}
+
+bool XScreenSource::findDisplay(Error& error) {
+    if (!connection->randrMonitors) noteFallback("the X server has no RandR 1.5; its whole screen is one display.");
+    const auto monitors = listMonitors(connection->xcb(), connection->root(), monitorSource(*connection));
+    const auto found = std::ranges::find(monitors, options.displayID, &XMonitor::id);
+    if (found == monitors.end()) {
+        error = {"Quillet", 1, "No capturable display found."};
+        return false;
+    }
+    monitor = found->rect;
+    return true;
+}
+
+void XScreenSource::selectEvents() {
+    const std::uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(connection->xcb(), connection->root(), XCB_CW_EVENT_MASK, &mask);
+    if (connection->randr.present)
+        xcb_randr_select_input(connection->xcb(), connection->root(),
+                               XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE);
+    damage = std::make_unique<DamageCollector>(*connection);
+    pointer = std::make_unique<PointerWatch>(*connection);
+}
+
+// The event loop.
+
+bool XScreenSource::isPending() const { return geometryChanged || damage->isPending() || pointer->isPending(); }
+
+void XScreenSource::waitForEvents() {
+    drainEvents(); // what came along with replies does not make the descriptor readable again
+    if (connection->isLost()) return end();
+    if (isPending()) return scheduleTick(pacing.due());
+    if (isWatching) return;
+    queue.watch(xcb_get_file_descriptor(connection->xcb()), [this] { onReadable(); });
+    isWatching = true;
+}
+
+void XScreenSource::scheduleTick(FramePacing::Clock::time_point when) {
+    // Nothing that arrives meanwhile changes when the tick is due, and a mouse may report a thousand times a second.
+    if (isWatching) queue.unwatch(xcb_get_file_descriptor(connection->xcb()));
+    isWatching = false;
+    timer = queue.after(when, [this] {
+        timer = 0;
+        tick();
+    });
+}
+
+void XScreenSource::onReadable() {
+    drainEvents();
+    if (connection->isLost()) return end();
+    if (!isPending()) return;
+    if (FramePacing::Clock::now() < pacing.due())
+        scheduleTick(pacing.due());
+    else
+        tick();
+}
+
+void XScreenSource::drainEvents() {
+    while (const auto event = owned(xcb_poll_for_event(connection->xcb())))
+        handleEvent(*event);
+}
+
+void XScreenSource::handleEvent(const xcb_generic_event_t& event) {
+    if (damage->handleEvent(event) || pointer->handleEvent(event)) return;
+    const int type = event.response_type & 0x7f;
+    const bool isRandr =
+        connection->randr.present && (type == connection->randr.firstEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
+                                      type == connection->randr.firstEvent + XCB_RANDR_NOTIFY);
+    if (type == XCB_CONFIGURE_NOTIFY || isRandr) geometryChanged = true;
+    // Errors of requests that nobody waits for arrive here as well: each such request can only fail together with one
+    // that somebody waits for.
+}
+
+// One tick.
+
+void XScreenSource::tick() {
+    drainEvents();
+    PixelBuffer* const frame = frames->writable();
+    if (!frame) { // everything is lent: what is pending stays so
+        pacing.tookPlaceAt(FramePacing::Clock::now());
+        return waitForEvents();
+    }
+    if (geometryChanged) readGeometry();
+    if (fetchPixels(collectDamage())) {
+        PixelRegion changed = updatePicture(*frame);
+        if (isWhole || !changed.isEmpty()) {
+            const std::weak_ptr<const bool> stillAlive = alive;
+            deliver(std::move(changed));
+            if (stillAlive.expired()) return;
+        }
+    }
+    waitForEvents();
+}
+
+void XScreenSource::readGeometry() {
+    geometryChanged = false;
+    xcb_connection_t* const c = connection->xcb();
+    const auto cookie = xcb_get_geometry(c, connection->root());
+    const auto monitors = listMonitors(c, connection->root(), monitorSource(*connection));
+    const auto root = owned(xcb_get_geometry_reply(c, cookie, nullptr));
+    if (!root) return; // lost, which the caller sees
+    const auto found = std::ranges::find(monitors, options.displayID, &XMonitor::id);
+    // A monitor that was switched off keeps its last place.
+    if (found != monitors.end()) monitor = found->rect;
+    const PixelRect bounds = frames->writable()->bounds();
+    const PixelRect shown = captureArea(monitor, {0, 0, root->width, root->height}, bounds.width, bounds.height);
+    if (shown != area) mustClear = true;
+    area = shown;
+    PixelRegion everything;
+    everything.add(area);
+    damage->add(everything);
+}
+
+PixelRegion XScreenSource::collectDamage() { return damage->isPending() ? damage->take(area) : PixelRegion(); }
+
+bool XScreenSource::fetchPixels(const PixelRegion& wanted) {
+    fetch->request(fetchPlan(wanted, area));
+    pointer->request();
+    fetchedAt = FramePacing::Clock::now();
+    pacing.tookPlaceAt(fetchedAt);
+    const RootFetch::Result result = fetch->collect();
+    std::optional<PointerWatch::State> state = pointer->collect();
+    if (result == RootFetch::Result::lost || !state) return false;
+    if (state->image) {
+        cursor.setImage(std::move(*state->image));
+        pointerImageChanged = true;
+    }
+    pointerState = std::move(*state);
+    if (result == RootFetch::Result::complete) return true;
+    damage->add(wanted);
+    geometryChanged = true;
+    return false;
+}
+
+PixelRegion XScreenSource::updatePicture(PixelBuffer& frame) {
+    const PixelRect shown{area.x - monitor.x, area.y - monitor.y, area.width, area.height};
+    const int x = pointerState.x - monitor.x;
+    const int y = pointerState.y - monitor.y;
+    const PixelRect before = cursor.place();
+    const PixelRect after = pointerState.isHere ? cursor.placeAt(x, y, shown) : PixelRect();
+
+    const bool moved = pointerState.x != drawnX || pointerState.y != drawnY || before != after || pointerImageChanged;
+    const bool uncovered = std::ranges::any_of(fetch->arrived(), [&](const FetchedPixels& piece) {
+        return !piece.rect.offsetBy(-monitor.x, -monitor.y).intersection(before).isEmpty();
+    });
+    const bool redraw = moved || uncovered || mustClear;
+
+    PixelRegion changed;
+    if (redraw) cursor.erase(frame);
+    if (mustClear) {
+        for (int row = 0; row < frame.height(); ++row)
+            std::memset(frame.row(row), 0, static_cast<std::size_t>(frame.width()) * 4);
+        changed.add(frame.bounds());
+        mustClear = false;
+    }
+    for (const FetchedPixels& piece : fetch->arrived())
+        takeOver(piece.rect.offsetBy(-monitor.x, -monitor.y), piece.pixels, piece.strideBytes, frame, changed);
+    if (redraw && !after.isEmpty()) cursor.draw(frame, x, y, shown);
+    if (moved) {
+        changed.add(before);
+        changed.add(after);
+        drawnX = pointerState.x;
+        drawnY = pointerState.y;
+        pointerImageChanged = false;
+    }
+    return changed;
+}
+
+void XScreenSource::deliver(PixelRegion changed) {
+    ConstPixelBufferRef frame = isWhole ? frames->lend(std::nullopt) : frames->lend(std::move(changed));
+    isWhole = false;
+    MediaTime time = mediaTimeAt(fetchedAt);
+    time.value = std::max(time.value, lastTime + 1);
+    lastTime = time.value;
+    // A copy: the receiver may destroy this object, and the callback with it, while it runs.
+    const auto receive = options.onFrame;
+    if (receive) receive(std::move(frame), time);
+}
+
+void XScreenSource::end() {
+    if (hasEnded) return;
+    hasEnded = true;
+    if (timer) queue.cancel(timer);
+    timer = 0;
+    if (isWatching) queue.unwatch(xcb_get_file_descriptor(connection->xcb()));
+    isWatching = false;
+    const auto receive = options.onLost;
+    if (receive) receive({"Quillet", 2, "The X server has gone away."});
+}
+
+ScreenSourceFactory xScreenSourceFactory(std::string displayName) {
+    return [name = std::move(displayName)](SerialQueue& queue, ScreenSourceOptions options, Error& error) {
+        return XScreenSource::make(name, queue, std::move(options), error);
+    };
+}
+
+} // namespace quillet

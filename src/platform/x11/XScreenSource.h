@@ -1,0 +1,97 @@
+// XScreenSource.h: one display's pictures from an X server.
+#pragma once
+
+#include "media/PixelRect.h"
+#include "pipeline/ScreenSource.h"
+#include "platform/CursorOverlay.h"
+#include "platform/FrameCycle.h"
+#include "platform/FramePacing.h"
+#include "platform/x11/DamageCollector.h"
+#include "platform/x11/PointerWatch.h"
+#include "platform/x11/RootFetch.h"
+#include "platform/x11/XConnection.h"
+
+#include <xcb/xcb.h>
+
+#include <memory>
+#include <string>
+
+namespace quillet {
+
+/// Frames of the wanted size with the pointer drawn in; where the monitor is smaller they are black, where it is larger
+/// they show its top left part. They follow the monitor when the screen's resolution changes.
+///
+/// On a still screen nothing runs. What changes is fetched at most `fps` times a second, in two round trips (what is
+/// damaged, then the pixels and the pointer), compared with the picture, and delivered if it differs.
+/// Threads: the queue's, on a connection of its own.
+class XScreenSource final : public ScreenSource {
+public:
+    /// `displayName` is empty for the session's own display. Null with the reason in `error`: domain "Quillet", code 1
+    /// when the display has no such monitor, 2 when no server answers, 3 when its pixels cannot be read, 4 in a Wayland
+    /// session, 5 when memory is short or the frame's size is not usable.
+    [[nodiscard]] static std::unique_ptr<XScreenSource> make(const std::string& displayName, SerialQueue& queue,
+                                                             ScreenSourceOptions options, Error& error);
+    ~XScreenSource() override;
+
+    /// How often the receiver still held a frame when the picture changed.
+    [[nodiscard]] std::uint64_t takeovers() const { return frames->takeovers(); }
+    /// Whether pixels come through shared memory.
+    [[nodiscard]] bool sharesMemory() const { return fetch->isShared(); }
+
+private:
+    XScreenSource(SerialQueue& queue, ScreenSourceOptions options);
+    [[nodiscard]] bool findDisplay(Error& error);
+    void selectEvents();
+
+    // The event loop: at any time either the connection is watched or a timer for the next tick runs.
+    void waitForEvents();
+    void scheduleTick(FramePacing::Clock::time_point when);
+    void onReadable();
+    void drainEvents();
+    void handleEvent(const xcb_generic_event_t& event);
+    [[nodiscard]] bool isPending() const;
+
+    // One tick, in its steps.
+    void tick();
+    void readGeometry();
+    [[nodiscard]] PixelRegion collectDamage();
+    /// False when nothing usable has arrived; what was wanted is then wanted again.
+    [[nodiscard]] bool fetchPixels(const PixelRegion& wanted);
+    /// What has changed in `frame`, which now shows what was fetched.
+    [[nodiscard]] PixelRegion updatePicture(PixelBuffer& frame);
+    void deliver(PixelRegion changed);
+    void end();
+
+    SerialQueue& queue;
+    ScreenSourceOptions options;
+    std::unique_ptr<XConnection> connection;
+    std::unique_ptr<DamageCollector> damage;
+    std::unique_ptr<PointerWatch> pointer;
+    std::unique_ptr<RootFetch> fetch;
+    std::unique_ptr<FrameCycle> frames;
+    CursorOverlay cursor;
+    FramePacing pacing;
+
+    PixelRect monitor; ///< in root pixels, as last heard of
+    PixelRect area;    ///< what the frames show of the root
+    bool geometryChanged = false;
+    bool mustClear = false; ///< the picture shows pixels of an area that is no longer shown
+    bool isWhole = true;    ///< the next frame says nothing about the one before
+    PointerWatch::State pointerState;
+    bool pointerImageChanged = false;
+    int drawnX = 0; ///< where the pointer was last drawn, in root pixels
+    int drawnY = 0;
+    std::chrono::steady_clock::time_point fetchedAt;
+    std::int64_t lastTime = 0; ///< of the last frame, in liveTimescale
+
+    bool isWatching = false;
+    SerialQueue::TimerId timer = 0; ///< 0: none runs
+    bool hasEnded = false;
+    // Expires with this object: callbacks may destroy it.
+    std::shared_ptr<const bool> alive = std::make_shared<const bool>(true);
+};
+
+/// Captures from the X server `displayName`, or the session's own when it is empty.
+[[nodiscard]] ScreenSourceFactory xScreenSourceFactory(std::string displayName = {});
+
+} // namespace quillet
