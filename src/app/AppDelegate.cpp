@@ -55,8 +55,8 @@ AppDelegate::AppDelegate()
       view(new ControlView(controlWindow.get())) {
     model = AppModel::make({.screenSource = chooseScreenSource(),
                             .mainQueue = qtMainQueue(),
-                            .screens = [] { return currentScreens(); },
-                            .region = [this] { return frameOfScreenOf(*controlWindow, currentScreens()); },
+                            .screens = [] { return currentScreens().list; },
+                            .region = [this] { return frameOfScreenOf(*controlWindow, currentScreens().list); },
                             .desktopFolder = [] { return desktopFolder(); },
                             .reveal = [](const std::filesystem::path& file) { revealFile(file); }});
     model->onChange = [this] { showModel(); };

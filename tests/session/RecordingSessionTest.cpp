@@ -107,8 +107,12 @@ protected:
     void makeAndStart() {
         session = RecordingSession::make(options, environment);
         ASSERT_TRUE(session);
-        session->start({42}, [this](const std::optional<Error>& error) { startError = error; });
-        stage.onQueue([](const auto&) {}); // the source has been made
+        std::binary_semaphore answered(0);
+        session->start({42}, [&](const std::optional<Error>& error) {
+            startError = error;
+            answered.release();
+        });
+        answered.acquire();
     }
     /// A grey display at the `number`th thirtieth of a second after an arbitrary beginning.
     void show(int number, fakes::Colour colour = grey) {
