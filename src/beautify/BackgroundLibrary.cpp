@@ -81,14 +81,15 @@ private:
 
 void draw(const Axial& axial, QImage& image) {
     const Blend blend(axial.start, axial.end);
-    const double width = image.width();
+    const int columns = image.width();
+    const double width = columns;
     const double height = image.height();
     const double lengthSquared = width * width + height * height;
     const double perColumn = width / lengthSquared;
     for (int y = 0; y < image.height(); ++y) {
         const double down = (y + 0.5) * height / lengthSquared;
         auto* row = reinterpret_cast<QRgb*>(image.scanLine(y));
-        for (int x = 0; x < image.width(); ++x)
+        for (int x = 0; x < columns; ++x)
             row[x] = blend.at(down + (x + 0.5) * perColumn);
     }
 }
@@ -96,13 +97,14 @@ void draw(const Axial& axial, QImage& image) {
 void draw(const Radial& radial, QImage& image) {
     const Blend blend(radial.centre, radial.rim);
     const QRgb base = opaque(radial.base);
-    const double centreX = glowCentreX * image.width();
+    const int columns = image.width();
+    const double centreX = glowCentreX * columns;
     const double centreY = glowCentreDown * image.height();
-    const double radius = glowRadius * std::max(image.width(), image.height());
+    const double radius = glowRadius * std::max(columns, image.height());
     for (int y = 0; y < image.height(); ++y) {
         const double dy = (y + 0.5 - centreY) / radius;
         auto* row = reinterpret_cast<QRgb*>(image.scanLine(y));
-        for (int x = 0; x < image.width(); ++x) {
+        for (int x = 0; x < columns; ++x) {
             const double dx = (x + 0.5 - centreX) / radius;
             const double squared = dx * dx + dy * dy;
             row[x] = squared <= 1 ? blend.at(std::sqrt(squared)) : base;

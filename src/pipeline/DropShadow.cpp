@@ -1,5 +1,7 @@
 #include "pipeline/DropShadow.h"
 
+#include "pipeline/kernels/blend.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -66,13 +68,11 @@ std::vector<std::vector<float>> blurRows(const ShapeMask& shape, const Runs& row
     return blurred;
 }
 
-void darken(std::byte* pixels, const std::vector<float>& shadow, const Runs& columns, float strength) {
+/// A row of black, as dense as the shadow.
+void drawRow(const std::vector<float>& shadow, const Runs& columns, double opacity, std::vector<std::byte>& row) {
     for (std::size_t x = 0; x < columns.entryOf.size(); ++x) {
-        const float light = 1 - shadow[static_cast<std::size_t>(columns.entryOf[x])] * strength;
-        for (std::size_t i = x * 4; i < x * 4 + 3; ++i) {
-            const auto colour = static_cast<float>(std::to_integer<int>(pixels[i]));
-            pixels[i] = static_cast<std::byte>(static_cast<int>(colour * light + 0.5F));
-        }
+        const float level = shadow[static_cast<std::size_t>(columns.entryOf[x])] * static_cast<float>(opacity);
+        row[x * 4 + 3] = static_cast<std::byte>(static_cast<int>(level + 0.5F));
     }
 }
 
@@ -99,6 +99,7 @@ void castShadow(PixelBuffer& backdrop, const ShapeMask& shape, double blur, doub
     std::vector<int> sources(kernel.weights.size(), -1);
     std::vector<int> previous;
     std::vector<float> sum(columns.entries());
+    std::vector<std::byte> black(width * 4);
     for (int y = 0; y < shape.height; ++y) {
         previous = sources;
         for (std::size_t tap = 0; tap < sources.size(); ++tap) {
@@ -113,8 +114,9 @@ void castShadow(PixelBuffer& backdrop, const ShapeMask& shape, double blur, doub
                 for (std::size_t i = 0; i < sum.size(); ++i)
                     sum[i] += weight * from[i];
             }
+            drawRow(sum, columns, opacity, black);
         }
-        darken(backdrop.row(y), sum, columns, static_cast<float>(opacity / 255));
+        kernels::composite(backdrop.row(y), black.data(), backdrop.row(y), width);
     }
 }
 

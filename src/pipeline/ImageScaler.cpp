@@ -6,8 +6,9 @@ namespace quillet {
 
 namespace {
 
-// Filtered rows, weights and the source row of a strip stay within 32 KB.
-constexpr int stripWidth = 256;
+// A few filtered rows of this width and their weights stay in the second-level cache; narrower strips would read the
+// source in pieces too short for the memory to keep up.
+constexpr int stripWidth = 2048;
 constexpr std::size_t ringRowValues = (stripWidth + 1 + kernels::overreach) * 4;
 
 } // namespace

@@ -10,7 +10,7 @@ namespace quillet {
 
 /// Scales a picture of premultiplied BGRA in both directions, any part of it at a time; parts fit together bit for bit.
 ///
-/// Works in column strips narrow enough for the nearest cache: each source row is filtered once per strip into a ring
+/// Works in column strips narrow enough for the caches: each source row is filtered once per strip into a ring
 /// of rows, from which the output rows are summed. Allocates only when made. Threads: one at a time.
 class ImageScaler {
 public:

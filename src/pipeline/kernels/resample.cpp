@@ -108,9 +108,16 @@ void filterFar(const FarRow& row, const std::byte* pixels, std::size_t begin, st
 }
 
 template <std::size_t fixedTaps>
-HWY_INLINE std::size_t filterColumnsWith(const std::int16_t* const* rows, const std::int16_t* weights,
+HWY_INLINE std::size_t filterColumnsWith(const std::int16_t* const* rowsInMemory, const std::int16_t* weightsInMemory,
                                          std::size_t manyTaps, std::size_t count, std::byte* into) {
     const std::size_t taps = fixedTaps != 0 ? fixedTaps : manyTaps;
+    // Copies, because bytes written through `into` could otherwise be these for all the compiler knows.
+    const std::int16_t* rows[fixedTaps != 0 ? fixedTaps : maximumTaps];
+    std::int16_t weights[fixedTaps != 0 ? fixedTaps : maximumTaps];
+    for (std::size_t tap = 0; tap < taps; ++tap) {
+        rows[tap] = rowsInMemory[tap];
+        weights[tap] = weightsInMemory[tap];
+    }
     const hn::Rebind<std::int8_t, Values> narrow;
     const hn::Rebind<std::uint8_t, Values> narrowBytes;
     const hn::Repartition<std::uint32_t, decltype(narrowBytes)> narrowPixels;
