@@ -21,5 +21,5 @@ build() {
     local preset=$1
     shift
     configure "$preset" >&2 || return
-    ninja -C "$root/build/$preset" --quiet "$@" >&2
+    (set -o pipefail; ninja -C "$root/build/$preset" --quiet "$@" | { grep -vxF 'ninja: no work to do.' || true; }) >&2
 }
