@@ -144,6 +144,7 @@ void finishAnHour(benchmark::State& state) {
     std::uint64_t fragmentsEnd = 0;
     for (auto _ : state) {
         state.PauseTiming();
+        end = 0;
         mp4::HybridFile file(std::make_unique<NullSink>(end), {width, height, 1'000'000, std::vector<std::byte>(40)},
                              {48000, 2, 192'000, 1024, 1024, std::vector<std::byte>(5)});
         const std::vector<std::byte> sample(300);
