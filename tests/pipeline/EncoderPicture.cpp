@@ -1,0 +1,157 @@
+#include "pipeline/encode/EncoderPicture.h"
+
+#include "pipeline/encode/X264Encoder.h"
+#include "tests/pipeline/support/ReadMovie.h"
+#include "tests/pipeline/support/Recording.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace quillet {
+namespace {
+
+using namespace test;
+
+std::vector<std::uint8_t> bytesOf(const VideoEncoderPicture& picture, int width, int height) {
+    std::vector<std::uint8_t> bytes;
+    for (int y = 0; y < height; ++y) {
+        const std::uint8_t* row = picture.luma + static_cast<std::size_t>(y) * picture.lumaStrideBytes;
+        bytes.insert(bytes.end(), row, row + width);
+    }
+    for (int y = 0; y < height / 2; ++y) {
+        const std::uint8_t* row = picture.chroma + static_cast<std::size_t>(y) * picture.chromaStrideBytes;
+        bytes.insert(bytes.end(), row, row + width);
+    }
+    return bytes;
+}
+
+TEST(EncoderPicture, partialUpdatesEqualAWholeConversionAndMarkTheirBlocks) {
+    constexpr int width = 150;
+    constexpr int height = 90;
+    std::mt19937 random(5);
+    const auto frame = solidFrame(width, height, {10, 200, 90});
+    const auto partial = EncoderPicture::make(width, height);
+    partial->update(*frame, {});
+    partial->settle();
+    for (int round = 0; round < 60; ++round) {
+        FrameDamage damage{false, {}};
+        for (unsigned i = 0; i <= random() % 3; ++i) {
+            const int x = static_cast<int>(random() % width);
+            const int y = static_cast<int>(random() % height);
+            const PixelRect rect{x, y, 1 + static_cast<int>(random()) % (width - x),
+                                 1 + static_cast<int>(random() % 7)};
+            const PixelRect inside = rect.intersection(frame->bounds());
+            fill(*frame, inside, {static_cast<int>(random() % 256), static_cast<int>(random() % 256), round});
+            damage.region.add(inside);
+        }
+        partial->update(*frame, damage);
+        const auto whole = EncoderPicture::make(width, height);
+        whole->update(*frame, {});
+        ASSERT_EQ(bytesOf(partial->picture(), width, height), bytesOf(whole->picture(), width, height));
+
+        const auto flags = partial->picture().unchangedBlocks;
+        ASSERT_EQ(flags.size(), 10U * 6U);
+        for (int row = 0; row < 6; ++row)
+            for (int column = 0; column < 10; ++column) {
+                const PixelRect block{column * 16, row * 16, 16, 16};
+                bool touched = false; // by a damage grown to whole 2 x 2 pixels
+                for (const PixelRect& rect : damage.region.rects()) {
+                    const PixelRect even{rect.x & ~1, rect.y & ~1, ((rect.right() + 1) & ~1) - (rect.x & ~1),
+                                         ((rect.bottom() + 1) & ~1) - (rect.y & ~1)};
+                    touched = touched || !even.intersection(block).isEmpty();
+                }
+                ASSERT_EQ(flags[static_cast<std::size_t>(row * 10 + column)], touched ? 0 : 1);
+            }
+        partial->settle();
+        for (const std::uint8_t flag : partial->picture().unchangedBlocks)
+            ASSERT_EQ(flag, 1);
+    }
+}
+
+double peakSignalToNoise(const MoviePicture& picture, const PixelBuffer& frame, const PixelRect& rect) {
+    const auto source = EncoderPicture::make(frame.width(), frame.height());
+    source->update(frame, {});
+    const VideoEncoderPicture wanted = source->picture();
+    double error = 0;
+    for (int y = rect.y; y < rect.bottom(); ++y)
+        for (int x = rect.x; x < rect.right(); ++x) {
+            const double difference =
+                static_cast<double>(picture.luma[static_cast<std::size_t>(y * picture.width + x)]) -
+                wanted.luma[static_cast<std::size_t>(y) * wanted.lumaStrideBytes + static_cast<std::size_t>(x)];
+            error += difference * difference;
+        }
+    return error == 0 ? 99 : 10 * std::log10(255.0 * 255.0 * static_cast<double>(rect.area()) / error);
+}
+
+// Blocks that are flagged as unchanged are never looked at again; if one were flagged wrongly, or lost quality from
+// being carried along, its picture would be wrong until the next key frame.
+TEST(EncoderPicture, everyTileStaysTrueToItsSourceOverManyPartialChangesAndDrops) {
+    constexpr int width = 480;
+    constexpr int height = 272;
+    const Folder folder;
+    auto writer = RecordingWriter::make(folder.file(), {width, height}, 60, ExportQuality::high);
+    ASSERT_TRUE(writer);
+    writer->start({0, 60});
+    std::mt19937 random(11);
+    const auto drawn = solidFrame(width, height, {250, 250, 245});
+    std::vector<PixelBufferRef> taken;
+    for (int i = 0; i < 400; ++i) {
+        const auto before = copyOf(*drawn);
+        const PixelRect rect =
+            PixelRect{static_cast<int>(random() % width), static_cast<int>(random() % height), 9, 13}.intersection(
+                drawn->bounds());
+        fill(*drawn, rect, {static_cast<int>(random() % 256), 40, static_cast<int>(random() % 256)});
+        const auto frame = copyOf(*drawn);
+        frame->sequence = static_cast<std::uint64_t>(i) + 1;
+        frame->damage.emplace().add(rect);
+        if (i % 5 == 3) {
+            // Refused because its time has passed: its damage must come with the next one.
+            EXPECT_FALSE(writer->appendVideo(frame, {-1, 60}));
+            continue;
+        }
+        ASSERT_TRUE(appendPatiently(*writer, frame, {i, 60}));
+        taken.push_back(frame);
+    }
+    ASSERT_FALSE(finishAndWait(*writer).error);
+    const Movie movie = readMovie(folder.file(), ReadDepth::pictures);
+    ASSERT_EQ(movie.pictures.size(), taken.size());
+    double worst = 99;
+    for (std::size_t i = 0; i < taken.size(); i += 7)
+        for (int y = 0; y + 16 <= height; y += 16)
+            for (int x = 0; x + 16 <= width; x += 16)
+                worst = std::min(worst, peakSignalToNoise(movie.pictures[i], *taken[i], {x, y, 16, 16}));
+    EXPECT_GT(worst, 33) << "the worst tile's luma in decibels";
+    RecordProperty("worstTileDecibels", std::to_string(worst));
+}
+
+TEST(X264Encoder, refusesWithItsReason) {
+    Error error;
+    EXPECT_FALSE(makeX264Encoder({3, 2, 60, 2'000'000}, error));
+    EXPECT_EQ(error.domain, "x264");
+    EXPECT_NE(error.description.find("3 x 2"), std::string::npos);
+}
+
+TEST(X264Encoder, givesOutEachPictureOnceAndAtMostOneLate) {
+    Error error;
+    const auto encoder = makeX264Encoder({64, 48, 60, 2'000'000}, error);
+    ASSERT_TRUE(encoder) << error.description;
+    const auto picture = EncoderPicture::make(64, 48);
+    int out = 0;
+    for (int i = 0; i < 10; ++i) {
+        picture->update(*numberedFrame(64, 48, i), {});
+        EXPECT_FALSE(encoder->encode(picture->picture(), i * 20'000, i == 6 ? PictureKind::key : PictureKind::any,
+                                     [&](const EncodedPicture& encoded) {
+                                         EXPECT_EQ(encoded.isKey, out == 0 || out == 6);
+                                         ++out;
+                                     }));
+        EXPECT_GE(out, i);
+    }
+    EXPECT_FALSE(encoder->drain([&](const EncodedPicture&) { ++out; }));
+    EXPECT_EQ(out, 10);
+    ASSERT_GE(encoder->avcConfiguration().size(), 11U);
+    EXPECT_EQ(encoder->avcConfiguration()[1], std::byte{100});
+}
+
+} // namespace
+} // namespace quillet
