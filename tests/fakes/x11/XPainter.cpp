@@ -87,6 +87,16 @@ void XPainter::repaintPart(std::size_t window, const PixelRect& part, std::uint3
     sync();
 }
 
+void XPainter::repaintExposed() {
+    while (const auto event = owned(xcb_poll_for_event(xcb()))) {
+        if ((event->response_type & 0x7f) != XCB_EXPOSE) continue;
+        const auto& expose = reinterpret_cast<const xcb_expose_event_t&>(*event);
+        const auto found = std::ranges::find(windows, expose.window, &Window::id);
+        if (found != windows.end()) put(*found, {expose.x, expose.y, expose.width, expose.height});
+    }
+    sync();
+}
+
 void XPainter::move(std::size_t window, int x, int y) {
     windows[window].rect.x = x;
     windows[window].rect.y = y;
