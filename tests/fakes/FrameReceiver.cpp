@@ -1,6 +1,8 @@
 #include "tests/fakes/FrameReceiver.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cstdio>
 
 namespace quillet::testing {
 
@@ -76,7 +78,19 @@ bool FrameReceiver::waitFor(const std::function<bool(const Picture&)>& condition
 }
 
 bool FrameReceiver::waitFor(const Picture& expected) {
-    return waitFor([&](const Picture& received) { return received == expected; });
+    if (waitFor([&](const Picture& received) { return received == expected; })) return true;
+    const Picture last = latest();
+    PixelRect where;
+    std::uint32_t got = 0;
+    for (int y = 0; y < std::min(expected.height, last.height); ++y)
+        for (int x = 0; x < std::min(expected.width, last.width); ++x)
+            if (expected.at(x, y) != last.at(x, y)) {
+                if (where.isEmpty()) got = last.at(x, y);
+                where = where.united({x, y, 1, 1});
+            }
+    std::fprintf(stderr, "the latest frame differs in %dx%d pixels at %d,%d, the first one being %06x\n", where.width,
+                 where.height, where.x, where.y, got);
+    return false;
 }
 
 bool FrameReceiver::waitForCount(std::uint64_t wanted) {

@@ -39,6 +39,7 @@ public:
 
     /// Waits until a frame satisfies `condition`, the latest one included; false after 20 seconds, which means failure.
     [[nodiscard]] bool waitFor(const std::function<bool(const Picture&)>& condition);
+    /// The same for one picture; on failure says on standard error where the latest frame differs from it.
     [[nodiscard]] bool waitFor(const Picture& expected);
     [[nodiscard]] bool waitForCount(std::uint64_t count);
     [[nodiscard]] bool waitForLoss();

@@ -24,7 +24,16 @@ XPainter::XPainter(const std::string& displayName) : connection(xcb_connect(disp
     graphics = xcb_generate_id(xcb());
     const std::uint32_t subwindows[] = {XCB_SUBWINDOW_MODE_CLIP_BY_CHILDREN, 0};
     xcb_create_gc(xcb(), graphics, root(), XCB_GC_SUBWINDOW_MODE | XCB_GC_GRAPHICS_EXPOSURES, subwindows);
-    xcb_change_window_attributes(xcb(), root(), XCB_CW_BACK_PIXEL, &rootColour);
+    // A wallpaper that compositing managers find, too.
+    const xcb_pixmap_t wallpaper = xcb_generate_id(xcb());
+    xcb_create_pixmap(xcb(), screen->root_depth, wallpaper, root(), 16, 16);
+    const xcb_gcontext_t fill = xcb_generate_id(xcb());
+    xcb_create_gc(xcb(), fill, wallpaper, XCB_GC_FOREGROUND, &rootColour);
+    const xcb_rectangle_t all{0, 0, 16, 16};
+    xcb_poly_fill_rectangle(xcb(), wallpaper, fill, 1, &all);
+    xcb_change_window_attributes(xcb(), root(), XCB_CW_BACK_PIXMAP, &wallpaper);
+    xcb_change_property(xcb(), XCB_PROP_MODE_REPLACE, root(), atom("_XROOTPMAP_ID"), XCB_ATOM_PIXMAP, 32, 1,
+                        &wallpaper);
     xcb_clear_area(xcb(), 0, root(), 0, 0, 0, 0);
     setCursor(0, 0, 0, 0, 0);
 }
@@ -75,6 +84,16 @@ void XPainter::repaint(std::size_t window, std::uint32_t seed) {
 void XPainter::repaintPart(std::size_t window, const PixelRect& part, std::uint32_t seed) {
     windows[window].content.paint(part, [&](int x, int y) { return noise(seed, part.x + x, part.y + y); });
     put(windows[window], part);
+    sync();
+}
+
+void XPainter::repaintExposed() {
+    while (const auto event = owned(xcb_poll_for_event(xcb()))) {
+        if ((event->response_type & 0x7f) != XCB_EXPOSE) continue;
+        const auto& expose = reinterpret_cast<const xcb_expose_event_t&>(*event);
+        const auto found = std::ranges::find(windows, expose.window, &Window::id);
+        if (found != windows.end()) put(*found, {expose.x, expose.y, expose.width, expose.height});
+    }
     sync();
 }
 

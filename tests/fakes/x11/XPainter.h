@@ -31,6 +31,8 @@ public:
     void repaint(std::size_t window, std::uint32_t seed);
     /// New noise in `part` of the window only.
     void repaintPart(std::size_t window, const PixelRect& part, std::uint32_t seed);
+    /// Paints again what the server has asked for since the last call.
+    void repaintExposed();
     void move(std::size_t window, int x, int y);
     void unmap(std::size_t window);
     void raise(std::size_t window);
