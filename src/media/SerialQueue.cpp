@@ -41,6 +41,8 @@ struct SerialQueue::State {
     }
 
     void run();
+    Task takeDueTimer();
+    Task takeTask();
     bool runDueWork();
     void waitForWork();
 };
@@ -55,27 +57,28 @@ std::string threadName(const std::string& label) {
 
 } // namespace
 
-/// Runs what is due; false once the queue is to stop and its tasks are done.
+SerialQueue::Task SerialQueue::State::takeDueTimer() {
+    const std::lock_guard guard(mutex);
+    if (stopping || timers.empty() || timers.begin()->first.first > Clock::now()) return nullptr;
+    return std::move(timers.extract(timers.begin()).mapped());
+}
+
+SerialQueue::Task SerialQueue::State::takeTask() {
+    const std::lock_guard guard(mutex);
+    if (tasks.empty()) return nullptr;
+    Task task = std::move(tasks.front());
+    tasks.pop_front();
+    return task;
+}
+
+/// One timer and one task at most, then it is the descriptors' turn: whoever comes again and again cannot starve the
+/// others. False once the queue is to stop and its tasks are done.
 bool SerialQueue::State::runDueWork() {
-    for (;;) {
-        Task task;
-        {
-            const std::lock_guard guard(mutex);
-            if (!stopping && !timers.empty() && timers.begin()->first.first <= Clock::now()) {
-                task = std::move(timers.begin()->second);
-                timers.erase(timers.begin());
-            } else if (!tasks.empty()) {
-                task = std::move(tasks.front());
-                tasks.pop_front();
-            } else {
-                return !stopping;
-            }
-        }
-        task();
-        task = nullptr; // what it holds is let go before the next one starts
-        // Descriptors get their turn between two tasks, so that a busy caller cannot starve them.
-        if (!watches.empty()) return true;
-    }
+    // What a task holds is let go before the next one starts.
+    if (const Task timer = takeDueTimer()) timer();
+    if (const Task task = takeTask()) task();
+    const std::lock_guard guard(mutex);
+    return !stopping || !tasks.empty();
 }
 
 void SerialQueue::State::waitForWork() {

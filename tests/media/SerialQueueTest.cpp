@@ -77,6 +77,16 @@ TEST(SerialQueue, aCancelledTimerLetsGoOfWhatItHeldAndStaysSilent) {
     EXPECT_FALSE(fired);
 }
 
+TEST(SerialQueue, aTimerThatIsAlwaysDueStarvesNoTask) {
+    SerialQueue queue("q.test");
+    std::function<void()> again = [&] { queue.after(SerialQueue::Clock::now(), again); };
+    queue.sync([&] { again(); });
+    std::promise<void> ran;
+    queue.async([&] { ran.set_value(); });
+    EXPECT_EQ(ran.get_future().wait_for(patience), std::future_status::ready);
+    queue.sync([&] { again = [] {}; });
+}
+
 TEST(SerialQueue, watchesDescriptorsUntilToldNotTo) {
     std::array<int, 2> ends{};
     ASSERT_EQ(::pipe(ends.data()), 0);

@@ -63,6 +63,8 @@ std::unique_ptr<AacEncoder> AacEncoder::make(Error& error) {
     context.time_base = {1, sampleRate};
     context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     context.thread_count = 1;
+    // The encoder likes to say what it did; only its errors are for the user.
+    context.log_level_offset = AV_LOG_INFO - AV_LOG_ERROR;
     if (const int code = avcodec_open2(&context, codec, nullptr); code < 0) {
         error = failure("open the AAC encoder", code);
         return nullptr;
