@@ -1,5 +1,7 @@
 #include "selftest/FilmReader.h"
 
+#include "pipeline/libavHandles.h"
+
 #include <QTransform>
 
 #include <cmath>
@@ -7,8 +9,6 @@
 #include <memory>
 
 extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
 #include <libavutil/display.h>
 #include <libswscale/swscale.h>
 }
@@ -17,25 +17,9 @@ namespace quillet {
 
 namespace {
 
-struct FormatCloser {
-    void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
-};
-struct CodecFreer {
-    void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
-};
-struct FrameFreer {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct PacketFreer {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
 struct ScalerFreer {
     void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
 };
-using Format = std::unique_ptr<AVFormatContext, FormatCloser>;
-using Codec = std::unique_ptr<AVCodecContext, CodecFreer>;
-using Frame = std::unique_ptr<AVFrame, FrameFreer>;
-using Packet = std::unique_ptr<AVPacket, PacketFreer>;
 using Scaler = std::unique_ptr<SwsContext, ScalerFreer>;
 
 /// Degrees by which the stored picture is to be turned clockwise for display.
@@ -72,17 +56,17 @@ std::optional<QImage> toImage(const AVFrame& frame) {
     return image;
 }
 
-Format openFormat(const std::filesystem::path& file) {
+LibavInput openInput(const std::filesystem::path& file) {
     AVFormatContext* opened = nullptr;
     if (avformat_open_input(&opened, file.c_str(), nullptr, nullptr) < 0) return nullptr;
-    Format format(opened);
+    LibavInput format(opened);
     return avformat_find_stream_info(opened, nullptr) < 0 ? nullptr : std::move(format);
 }
 
-Codec openCodec(const AVStream& stream) {
+LibavCodec openCodec(const AVStream& stream) {
     const AVCodec* const decoder = avcodec_find_decoder(stream.codecpar->codec_id);
     if (!decoder) return nullptr;
-    Codec codec(avcodec_alloc_context3(decoder));
+    LibavCodec codec(avcodec_alloc_context3(decoder));
     if (!codec || avcodec_parameters_to_context(codec.get(), stream.codecpar) < 0) return nullptr;
     return avcodec_open2(codec.get(), decoder, nullptr) < 0 ? nullptr : std::move(codec);
 }
@@ -90,15 +74,15 @@ Codec openCodec(const AVStream& stream) {
 } // namespace
 
 std::optional<QImage> filmPictureAt(const std::filesystem::path& file, MediaTime time) {
-    const Format format = openFormat(file);
+    const LibavInput format = openInput(file);
     if (!format) return std::nullopt;
     const int index = av_find_best_stream(format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     if (index < 0) return std::nullopt;
     AVStream& stream = *format->streams[index];
-    const Codec codec = openCodec(stream);
-    const Frame frame(av_frame_alloc());
-    const Frame shown(av_frame_alloc());
-    const Packet packet(av_packet_alloc());
+    const LibavCodec codec = openCodec(stream);
+    const LibavFrame frame(av_frame_alloc());
+    const LibavFrame shown(av_frame_alloc());
+    const LibavPacket packet(av_packet_alloc());
     if (!codec || !frame || !shown || !packet) return std::nullopt;
 
     const std::int64_t target = av_rescale_q(time.value, {1, time.timescale}, stream.time_base);

@@ -1,7 +1,7 @@
 #include "pipeline/encode/EncoderPicture.h"
 
 #include "pipeline/encode/X264Encoder.h"
-#include "tests/pipeline/support/ReadMovie.h"
+#include "tests/fakes/ReadMovie.h"
 #include "tests/pipeline/support/Recording.h"
 
 #include <gtest/gtest.h>

@@ -3,7 +3,7 @@
 #include "pipeline/WriterEngine.h"
 #include "pipeline/encode/X264Encoder.h"
 #include "pipeline/mp4/FileSink.h"
-#include "tests/pipeline/support/ReadMovie.h"
+#include "tests/fakes/ReadMovie.h"
 #include "tests/pipeline/support/Recording.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "pipeline/RecordingWriter.h"
 
-#include "tests/pipeline/support/ReadMovie.h"
+#include "tests/fakes/ReadMovie.h"
 #include "tests/pipeline/support/Recording.h"
 
 #include <cmath>
@@ -68,8 +68,7 @@ TEST(RecordingWriter, mixedTimescalesStayExactWhereTheyCan) {
     const Movie movie = readMovie(folder.file());
     ASSERT_EQ(movie.video->packets.size(), times.size());
     for (std::size_t i = 0; i < times.size(); ++i)
-        EXPECT_EQ((MediaTime{movie.video->packets[i].pts, static_cast<std::int32_t>(movie.video->timescale)}),
-                  times[i]);
+        EXPECT_EQ((MediaTime{movie.video->packets[i].pts, movie.video->timescale}), times[i]);
 }
 
 TEST(RecordingWriter, saysHighProfileWithoutReorderingAndBt709) {

@@ -2,8 +2,8 @@
 
 #include "selftest/FilmReader.h"
 #include "tests/fakes/FakeScreenSource.h"
-#include "tests/fakes/FilmFile.h"
 #include "tests/fakes/ManualMainQueue.h"
+#include "tests/fakes/ReadMovie.h"
 #include "tests/fakes/TemporaryFolder.h"
 #include "tests/fakes/paintedFrames.h"
 
@@ -190,17 +190,18 @@ TEST_F(RecordingSessionTest, startsTheTimelineAtTheFirstFrameAndKeepsEveryTime) 
     ASSERT_TRUE(url) << (error ? error->description : "");
     EXPECT_FALSE(stage.isRunning());
 
-    const auto film = fakes::FilmFile::read(*url);
-    ASSERT_TRUE(film);
-    EXPECT_EQ(film->width, displayWidth);
-    EXPECT_EQ(film->height, displayHeight);
-    EXPECT_FALSE(film->hasAudioTrack);
+    const test::Movie film = test::readMovie(*url);
+    ASSERT_TRUE(film.video);
+    EXPECT_EQ(film.video->width, displayWidth);
+    EXPECT_EQ(film.video->height, displayHeight);
+    EXPECT_FALSE(film.audio.has_value());
     std::vector<MediaTime> times;
-    for (const auto& packet : film->video)
-        times.push_back(packet.time);
+    for (const auto& packet : film.video->packets)
+        times.push_back(film.video->timeOf(packet.pts));
     EXPECT_EQ(times, (std::vector<MediaTime>{{0, 30}, {1, 30}, {2, 30}, {5, 30}, {11, 30}}));
-    ASSERT_FALSE(film->video.empty());
-    EXPECT_EQ(film->video.back().duration, (MediaTime{4, 30})) << "the last picture stays until the recording's end";
+    ASSERT_FALSE(film.video->packets.empty());
+    EXPECT_EQ(film.video->timeOf(film.video->packets.back().duration), (MediaTime{4, 30}))
+        << "the last picture stays until the recording's end";
     EXPECT_EQ(session->frameCounts().written, 5u);
 }
 
@@ -287,15 +288,13 @@ TEST_F(RecordingSessionTest, soundBeforeTheFirstPictureIsDropped) {
     show(45);
     const auto url = stop().first;
     ASSERT_TRUE(url);
-    const auto film = fakes::FilmFile::read(*url);
-    ASSERT_TRUE(film);
-    ASSERT_TRUE(film->hasAudioTrack);
-    MediaTime length{0, 48000};
-    for (const auto& packet : film->audio)
-        length = length + packet.duration;
-    EXPECT_NEAR(length.seconds(), 1.0, 0.05);
+    const test::Movie film = test::readMovie(*url);
+    ASSERT_TRUE(film.video);
+    ASSERT_TRUE(film.audio.has_value());
+    EXPECT_NEAR(film.audio->durationSeconds, 1.0, 0.001);
     // The last picture lasts as long as the sound does.
-    EXPECT_EQ((film->video.back().time + film->video.back().duration).in(1000), (MediaTime{1000, 1000}));
+    EXPECT_EQ(film.video->timeOf(film.video->packets.back().pts + film.video->packets.back().duration).in(1000),
+              (MediaTime{1000, 1000}));
 }
 
 TEST_F(RecordingSessionTest, theMicrophoneGoesToTheMixerWhenItIsAttachedAndWanted) {
@@ -371,11 +370,11 @@ TEST_P(OddRegions, areRecordedAtAnEvenSize) {
     show(1);
     const auto [url, error] = stop();
     ASSERT_TRUE(url) << (error ? error->description : "");
-    const auto film = fakes::FilmFile::read(*url);
-    ASSERT_TRUE(film);
-    EXPECT_EQ(film->width, GetParam().width);
-    EXPECT_EQ(film->height, GetParam().height);
-    EXPECT_EQ(film->video.size(), 2u);
+    const test::Movie film = test::readMovie(*url);
+    ASSERT_TRUE(film.video);
+    EXPECT_EQ(film.video->width, GetParam().width);
+    EXPECT_EQ(film.video->height, GetParam().height);
+    EXPECT_EQ(film.video->packets.size(), 2u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, OddRegions,
@@ -399,10 +398,10 @@ TEST_P(FrameRates, areAskedOfTheSourceAndWritten) {
     }
     const auto url = stop().first;
     ASSERT_TRUE(url);
-    const auto film = fakes::FilmFile::read(*url);
-    ASSERT_TRUE(film);
-    EXPECT_GE(film->video.size(), 3u);
-    EXPECT_EQ(film->video.back().duration, (MediaTime{1, GetParam()}));
+    const test::Movie film = test::readMovie(*url);
+    ASSERT_TRUE(film.video);
+    EXPECT_GE(film.video->packets.size(), 3u);
+    EXPECT_EQ(film.video->timeOf(film.video->packets.back().duration), (MediaTime{1, GetParam()}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Slowest, FrameRates, testing::Values(1, 240));

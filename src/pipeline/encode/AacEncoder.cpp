@@ -1,27 +1,18 @@
 #include "pipeline/encode/AacEncoder.h"
 
+#include "pipeline/libavHandles.h"
+
 #include <algorithm>
 #include <array>
 #include <string>
 
 extern "C" {
-#include <libavcodec/avcodec.h>
 #include <libavutil/channel_layout.h>
 }
 
 namespace quillet {
 
 namespace {
-
-struct ContextDeleter {
-    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-};
-struct FrameDeleter {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct PacketDeleter {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
 
 Error failure(const char* action, int code) {
     std::array<char, AV_ERROR_MAX_STRING_SIZE> words{};
@@ -32,9 +23,9 @@ Error failure(const char* action, int code) {
 } // namespace
 
 struct AacEncoder::Library {
-    std::unique_ptr<AVCodecContext, ContextDeleter> context;
-    std::unique_ptr<AVFrame, FrameDeleter> frame{av_frame_alloc()};
-    std::unique_ptr<AVPacket, PacketDeleter> packet{av_packet_alloc()};
+    LibavCodec context;
+    LibavFrame frame{av_frame_alloc()};
+    LibavPacket packet{av_packet_alloc()};
 };
 
 AacEncoder::AacEncoder(std::unique_ptr<Library> opened) : library(std::move(opened)) {

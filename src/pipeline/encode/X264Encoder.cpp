@@ -100,9 +100,9 @@ bool X264Encoder::open(const VideoEncoderOptions& options, Error& error) {
     parameters.rc.i_qp_min = quantiserFloor;
 
     // The loop filter's strong mode (ITU-T H.264, 8.7.2.4) takes the fourth pixel beside an edge into its mean without
-    // asking whether it belongs there: a stroke that stands three pixels from the edge of an intra block bleeds into the
-    // flat ground before it (235 became 183 at quantiser 16). Offsets of -6 keep the filter off below a quantiser of 28,
-    // where screens live, and on above, where coarse blocks need it.
+    // asking whether it belongs there: a stroke that stands three pixels from the edge of an intra block bleeds into
+    // the flat ground before it (235 became 183 at quantiser 16). Offsets of -6 keep the filter off below a quantiser
+    // of 28, where screens live, and on above, where coarse blocks need it.
     parameters.b_deblocking_filter = 1;
     parameters.i_deblocking_filter_alphac0 = -6;
     parameters.i_deblocking_filter_beta = -6;

@@ -35,7 +35,8 @@ public:
                                                                      ScreenSourceOptions options, Error& error);
     ~SyntheticScreenSource() override;
 
-    /// Makes the next frame now. When the receiver holds every buffer it is dropped, and its damage joins the next one's.
+    /// Makes the next frame now. When the receiver holds every buffer it is dropped, and its damage joins the next
+    /// one's.
     void step();
 
 private:

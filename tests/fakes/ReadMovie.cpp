@@ -1,32 +1,15 @@
-#include "tests/pipeline/support/ReadMovie.h"
+#include "tests/fakes/ReadMovie.h"
+
+#include "pipeline/libavHandles.h"
 
 #include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <memory>
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-}
-
 namespace quillet::test {
 
 namespace {
-
-struct InputDeleter {
-    void operator()(AVFormatContext* input) const { avformat_close_input(&input); }
-};
-struct ContextDeleter {
-    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-};
-struct FrameDeleter {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct PacketDeleter {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-using Decoder = std::unique_ptr<AVCodecContext, ContextDeleter>;
 
 std::vector<std::uint8_t> plane(const AVFrame& frame, std::size_t index, int width, int height) {
     std::vector<std::uint8_t> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
@@ -37,9 +20,9 @@ std::vector<std::uint8_t> plane(const AVFrame& frame, std::size_t index, int wid
     return pixels;
 }
 
-Decoder openDecoder(const AVStream& stream) {
+LibavCodec openDecoder(const AVStream& stream) {
     const AVCodec* codec = avcodec_find_decoder(stream.codecpar->codec_id);
-    Decoder decoder(avcodec_alloc_context3(codec));
+    LibavCodec decoder(avcodec_alloc_context3(codec));
     if (avcodec_parameters_to_context(decoder.get(), stream.codecpar) < 0) return nullptr;
     decoder->thread_count = 1;
     decoder->pkt_timebase = stream.time_base;
@@ -79,6 +62,8 @@ void drain(Movie& movie, AVCodecContext& decoder, AVFrame& frame, const AVStream
 MovieTrack describe(const AVStream& stream) {
     MovieTrack track;
     track.timescale = stream.time_base.den / std::max(1, stream.time_base.num);
+    track.width = stream.codecpar->width;
+    track.height = stream.codecpar->height;
     track.startSeconds = static_cast<double>(stream.start_time) * av_q2d(stream.time_base);
     track.durationSeconds = static_cast<double>(stream.duration) * av_q2d(stream.time_base);
     track.profile = stream.codecpar->profile;
@@ -112,21 +97,21 @@ Movie readMovie(const std::filesystem::path& path, ReadDepth depth) {
     Movie movie;
     AVFormatContext* opened = nullptr;
     if (avformat_open_input(&opened, path.c_str(), nullptr, nullptr) < 0) return movie;
-    const std::unique_ptr<AVFormatContext, InputDeleter> input(opened);
+    const LibavInput input(opened);
     if (avformat_find_stream_info(opened, nullptr) < 0) return movie;
     movie.isOpen = true;
     movie.durationSeconds = static_cast<double>(opened->duration) / AV_TIME_BASE;
     const std::vector<std::string> boxes = topBoxes(path);
     movie.isFragmented = std::find(boxes.begin(), boxes.end(), "moof") != boxes.end();
 
-    std::vector<Decoder> decoders(opened->nb_streams);
+    std::vector<LibavCodec> decoders(opened->nb_streams);
     for (unsigned i = 0; i < opened->nb_streams; ++i) {
         const AVStream& stream = *opened->streams[i];
         (stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO ? movie.video : movie.audio) = describe(stream);
         if (depth == ReadDepth::pictures) decoders[i] = openDecoder(stream);
     }
-    const std::unique_ptr<AVPacket, PacketDeleter> packet(av_packet_alloc());
-    const std::unique_ptr<AVFrame, FrameDeleter> frame(av_frame_alloc());
+    const LibavPacket packet(av_packet_alloc());
+    const LibavFrame frame(av_frame_alloc());
     while (av_read_frame(opened, packet.get()) >= 0) {
         const auto index = static_cast<std::size_t>(packet->stream_index);
         const AVStream& stream = *opened->streams[index];

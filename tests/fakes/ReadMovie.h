@@ -32,13 +32,17 @@ struct MoviePicture {
 };
 
 struct MovieTrack {
-    std::int64_t timescale = 1;
+    std::int32_t timescale = 1;
+    int width = 0; ///< of a picture
+    int height = 0;
     double startSeconds = 0;
     double durationSeconds = 0;
     int profile = 0;
     int hasBFrames = 0;
     int primaries = 0, transfer = 0, matrix = 0, range = 0, chromaLocation = 0;
     std::vector<MoviePacket> packets;
+
+    [[nodiscard]] MediaTime timeOf(std::int64_t ticks) const { return {ticks, timescale}; }
 };
 
 struct Movie {
