@@ -25,17 +25,17 @@ namespace {
 // Half a point lost to rounding on either side.
 constexpr double roundingLimit = 1;
 
-bool matchesByPlace(const ToolkitScreen& screen, const XMonitor& monitor) {
+bool matchesByPlace(const ToolkitScreen& screen, const Monitor& monitor) {
     const double limit = roundingLimit * screen.pixelRatio;
     return screen.geometry.x() == monitor.rect.x && screen.geometry.y() == monitor.rect.y &&
            std::abs(screen.geometry.width() * screen.pixelRatio - monitor.rect.width) <= limit &&
            std::abs(screen.geometry.height() * screen.pixelRatio - monitor.rect.height) <= limit;
 }
 
-const XMonitor* monitorOf(const ToolkitScreen& screen, const std::vector<XMonitor>& monitors) {
-    auto found = std::ranges::find(monitors, screen.name, &XMonitor::name);
+const Monitor* monitorOf(const ToolkitScreen& screen, const std::vector<Monitor>& monitors) {
+    auto found = std::ranges::find(monitors, screen.name, &Monitor::name);
     if (found == monitors.end())
-        found = std::ranges::find_if(monitors, [&](const XMonitor& each) { return matchesByPlace(screen, each); });
+        found = std::ranges::find_if(monitors, [&](const Monitor& each) { return matchesByPlace(screen, each); });
     return found == monitors.end() ? nullptr : &*found;
 }
 
@@ -56,15 +56,15 @@ QRectF visiblePart(const ToolkitScreen& screen, const QRectF& exact) {
 
 } // namespace
 
-ScreenArrangement arrangeScreens(const std::vector<ToolkitScreen>& screens, const std::vector<XMonitor>& monitors) {
+ScreenArrangement arrangeScreens(const std::vector<ToolkitScreen>& screens, const std::vector<Monitor>& monitors) {
     struct Joined {
-        const XMonitor* monitor;
+        const Monitor* monitor;
         Size pixels;
         QRectF exact;
     };
     std::vector<Joined> joined;
     for (const ToolkitScreen& screen : screens) {
-        const XMonitor* monitor = monitorOf(screen, monitors);
+        const Monitor* monitor = monitorOf(screen, monitors);
         const Size pixels =
             monitor ? Size{static_cast<double>(monitor->rect.width), static_cast<double>(monitor->rect.height)}
                     : Size{std::round(screen.geometry.width() * screen.pixelRatio),

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "geometry/Screen.h"
-#include "platform/x11/monitors.h"
+#include "platform/Monitor.h"
 
 #include <QPointF>
 #include <QRect>
@@ -51,6 +51,6 @@ struct ScreenArrangement {
 /// fraction of a pixel. A monitor that the toolkit does not know is left out; a screen that no monitor matches has no
 /// display identifier.
 [[nodiscard]] ScreenArrangement arrangeScreens(const std::vector<ToolkitScreen>& screens,
-                                               const std::vector<XMonitor>& monitors);
+                                               const std::vector<Monitor>& monitors);
 
 } // namespace quillet

@@ -5,14 +5,14 @@
 namespace quillet {
 namespace {
 
-XMonitor monitor(const char* name, std::uint32_t id, PixelRect rect) { return {name, id, rect, false}; }
+Monitor monitor(const char* name, std::uint32_t id, PixelRect rect) { return {name, id, rect, false}; }
 
 ToolkitScreen screen(const char* name, QRect geometry, double ratio = 1) { return {name, geometry, geometry, ratio}; }
 
 struct Arrangement {
     const char* name;
     std::vector<ToolkitScreen> screens;
-    std::vector<XMonitor> monitors;
+    std::vector<Monitor> monitors;
     std::vector<Screen> expected;
     ScreenSpace space;
 };

@@ -63,7 +63,7 @@ XScreenSource::~XScreenSource() {
 bool XScreenSource::findDisplay(Error& error) {
     if (!connection->randrMonitors) noteFallback("the X server has no RandR 1.5; its whole screen is one display.");
     const auto monitors = listMonitors(connection->xcb(), connection->root(), monitorSource(*connection));
-    const auto found = std::ranges::find(monitors, options.displayID, &XMonitor::id);
+    const auto found = std::ranges::find(monitors, options.displayID, &Monitor::id);
     if (found == monitors.end()) {
         error = {"Quillet", 1, "No capturable display found."};
         return false;
@@ -161,7 +161,7 @@ void XScreenSource::readGeometry() {
     const auto monitors = listMonitors(c, connection->root(), monitorSource(*connection));
     const auto root = owned(xcb_get_geometry_reply(c, cookie, nullptr));
     if (!root) return; // lost, which the caller sees
-    const auto found = std::ranges::find(monitors, options.displayID, &XMonitor::id);
+    const auto found = std::ranges::find(monitors, options.displayID, &Monitor::id);
     // A monitor that was switched off keeps its last place.
     if (found != monitors.end()) monitor = found->rect;
     const PixelRect bounds = frames->writable()->bounds();

@@ -14,10 +14,25 @@ std::string atomName(xcb_connection_t* connection, xcb_atom_t atom) {
     return {xcb_get_atom_name_name(reply.get()), static_cast<std::size_t>(xcb_get_atom_name_name_length(reply.get()))};
 }
 
+MonitorSource monitorSource(xcb_connection_t* connection) {
+    const xcb_query_extension_reply_t* extension = xcb_get_extension_data(connection, &xcb_randr_id);
+    if (!extension || !extension->present) return MonitorSource::wholeRoot;
+    const auto version =
+        owned(xcb_randr_query_version_reply(connection, xcb_randr_query_version(connection, 1, 5), nullptr));
+    const bool knowsMonitors = version && (version->major_version > 1 || version->minor_version >= 5);
+    return knowsMonitors ? MonitorSource::randr : MonitorSource::wholeRoot;
+}
+
 } // namespace
 
-std::vector<XMonitor> listMonitors(xcb_connection_t* connection, xcb_window_t root, MonitorSource source) {
-    std::vector<XMonitor> monitors;
+// The X screen's root is that of the first screen: the toolkit serves no other since screens are RandR's monitors.
+std::vector<Monitor> listMonitors(xcb_connection_t* connection) {
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+    return listMonitors(connection, root, monitorSource(connection));
+}
+
+std::vector<Monitor> listMonitors(xcb_connection_t* connection, xcb_window_t root, MonitorSource source) {
+    std::vector<Monitor> monitors;
     if (source == MonitorSource::randr) {
         constexpr std::uint8_t onlyActive = 1;
         const auto reply = owned(

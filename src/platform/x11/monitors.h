@@ -1,24 +1,13 @@
 // monitors.h: the monitors of an X display, as the server tells them.
 #pragma once
 
-#include "media/PixelRect.h"
+#include "platform/Monitor.h"
 
 #include <xcb/xcb.h>
 
-#include <cstdint>
-#include <string>
 #include <vector>
 
 namespace quillet {
-
-struct XMonitor {
-    std::string name;     ///< for people: the connector's name
-    std::uint32_t id = 0; ///< the same for every connection as long as the server runs
-    PixelRect rect;       ///< in pixels of the root window, y downwards
-    bool isPrimary = false;
-
-    friend bool operator==(const XMonitor&, const XMonitor&) = default;
-};
 
 enum class MonitorSource { randr, wholeRoot };
 
@@ -27,6 +16,9 @@ enum class MonitorSource { randr, wholeRoot };
 ///
 /// The identifier of a monitor is the atom of its name: unlike an output's, it exists for monitors without outputs,
 /// too. Threads: the connection's.
-[[nodiscard]] std::vector<XMonitor> listMonitors(xcb_connection_t* connection, xcb_window_t root, MonitorSource source);
+[[nodiscard]] std::vector<Monitor> listMonitors(xcb_connection_t* connection, xcb_window_t root, MonitorSource source);
+
+/// The same for a connection of which nothing is known yet (the toolkit's): asks the server what it can tell.
+[[nodiscard]] std::vector<Monitor> listMonitors(xcb_connection_t* connection);
 
 } // namespace quillet

@@ -38,7 +38,7 @@ XPainter::XPainter(const std::string& displayName) : connection(xcb_connect(disp
     setCursor(0, 0, 0, 0, 0);
 }
 
-std::vector<XMonitor> XPainter::monitors() const { return listMonitors(xcb(), root(), MonitorSource::randr); }
+std::vector<Monitor> XPainter::monitors() const { return listMonitors(xcb(), root(), MonitorSource::randr); }
 
 void XPainter::put(const Window& window, const PixelRect& part) const {
     for (int y = part.y; y < part.bottom(); y += rowsPerRequest) {

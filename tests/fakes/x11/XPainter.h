@@ -22,7 +22,7 @@ public:
 
     [[nodiscard]] xcb_connection_t* xcb() const { return connection.get(); }
     [[nodiscard]] xcb_window_t root() const { return screen->root; }
-    [[nodiscard]] std::vector<XMonitor> monitors() const;
+    [[nodiscard]] std::vector<Monitor> monitors() const;
 
     enum class Management { ignored, managed }; ///< by a window manager
 

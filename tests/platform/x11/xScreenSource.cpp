@@ -141,8 +141,8 @@ TEST(XScreenSource, showsTheChosenOneOfTwoMonitors) {
     XScreen screen({1000, 400, 24, {}});
     ASSERT_EQ(screen.server->run({"xrandr", "--setmonitor", "LEFT", "600/150x400/100+0+0", "screen"})->wait(), 0);
     ASSERT_EQ(screen.server->run({"xrandr", "--setmonitor", "RIGHT", "400/100x300/80+600+50", "none"})->wait(), 0);
-    const std::vector<XMonitor> monitors = screen.painter.monitors();
-    const auto right = std::ranges::find(monitors, "RIGHT", &XMonitor::name);
+    const std::vector<Monitor> monitors = screen.painter.monitors();
+    const auto right = std::ranges::find(monitors, "RIGHT", &Monitor::name);
     ASSERT_NE(right, monitors.end());
     ASSERT_EQ(right->rect, (PixelRect{600, 50, 400, 300}));
     screen.painter.setCursor(9, 9, 4, 4, 0x00ff00);
