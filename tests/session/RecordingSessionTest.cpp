@@ -6,6 +6,7 @@
 #include "tests/fakes/ReadMovie.h"
 #include "tests/fakes/TemporaryFolder.h"
 #include "tests/fakes/paintedFrames.h"
+#include "tests/fakes/x11/eventually.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -76,7 +77,7 @@ private:
     }
 };
 
-class RecordingSessionTest : public testing::Test {
+class RecordingSessionTest : public ::testing::Test {
 protected:
     RecordingSessionTest() {
         const Screen screen{.name = "fake",
@@ -116,11 +117,17 @@ protected:
     }
     /// A grey display at the `number`th thirtieth of a second after an arbitrary beginning.
     void show(int number, fakes::Colour colour = grey) {
-        const PixelBufferRef frame = fakes::solidFrame(displayWidth, displayHeight, colour);
-        frame->sequence = static_cast<std::uint64_t>(++framesShown);
-        const MediaTime time = MediaTime{1000, 1} + MediaTime{number, 30};
+        show(fakes::solidFrame(displayWidth, displayHeight, colour), MediaTime{1000, 1} + MediaTime{number, 30});
+    }
+    /// Shows the frame until it is taken: no display is as quick as this test, and the writer's queue is short.
+    void show(const PixelBufferRef& frame, MediaTime time) {
         clock = time.valueIn(clockTimescale);
-        stage.show(frame, time);
+        const std::uint64_t written = session->frameCounts().written;
+        EXPECT_TRUE(testing::eventually([&] {
+            frame->sequence = static_cast<std::uint64_t>(++framesShown);
+            stage.show(frame, time);
+            return session->frameCounts().written > written;
+        }));
     }
     /// Waits for the file; the completion's arguments.
     std::pair<std::optional<std::filesystem::path>, std::optional<Error>> stop() {
@@ -211,7 +218,7 @@ TEST_F(RecordingSessionTest, recordsTheRegionOnly) {
     makeAndStart();
     const PixelBufferRef frame = fakes::solidFrame(displayWidth, displayHeight, grey);
     fakes::fill(*frame, {320, 350, 10, 10}, {0, 0, 255});
-    stage.show(frame, {1000, 1});
+    show(frame, {1000, 1});
     const auto url = stop().first;
     ASSERT_TRUE(url);
     const auto picture = filmPictureAt(*url, {0, 1});
@@ -309,7 +316,7 @@ TEST_F(RecordingSessionTest, theMicrophoneGoesToTheMixerWhenItIsAttachedAndWante
     (void)stop();
     const std::shared_ptr<CameraManager> devicesGone = std::exchange(options.camera, nullptr);
     const std::lock_guard guard(sound->mutex);
-    EXPECT_THAT(sound->microphoneTimes, testing::SizeIs(testing::Le(1)));
+    EXPECT_THAT(sound->microphoneTimes, ::testing::SizeIs(::testing::Le(1)));
     EXPECT_EQ(devices.starts, 1);
 }
 
@@ -361,7 +368,7 @@ struct OddRegion {
     int height;
 };
 
-class OddRegions : public RecordingSessionTest, public testing::WithParamInterface<OddRegion> {};
+class OddRegions : public RecordingSessionTest, public ::testing::WithParamInterface<OddRegion> {};
 
 TEST_P(OddRegions, areRecordedAtAnEvenSize) {
     options.layout.regionGlobal = GetParam().region;
@@ -378,13 +385,13 @@ TEST_P(OddRegions, areRecordedAtAnEvenSize) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, OddRegions,
-                         testing::Values(OddRegion{"onePixel", {120, 70, 0.5, 0.5}, 2, 2},
-                                         OddRegion{"oddSize", {120, 70, 50.5, 25.5}, 100, 50},
-                                         OddRegion{"offEveryScreen", {5000, 5000, 100, 60}, 200, 120},
-                                         OddRegion{"halfOutside", {380, 50, 80, 60}, 160, 120}),
+                         ::testing::Values(OddRegion{"onePixel", {120, 70, 0.5, 0.5}, 2, 2},
+                                           OddRegion{"oddSize", {120, 70, 50.5, 25.5}, 100, 50},
+                                           OddRegion{"offEveryScreen", {5000, 5000, 100, 60}, 200, 120},
+                                           OddRegion{"halfOutside", {380, 50, 80, 60}, 160, 120}),
                          [](const auto& row) { return std::string(row.param.name); });
 
-class FrameRates : public RecordingSessionTest, public testing::WithParamInterface<int> {};
+class FrameRates : public RecordingSessionTest, public ::testing::WithParamInterface<int> {};
 
 TEST_P(FrameRates, areAskedOfTheSourceAndWritten) {
     options.fps = GetParam();
@@ -392,9 +399,7 @@ TEST_P(FrameRates, areAskedOfTheSourceAndWritten) {
     EXPECT_EQ(stage.options()->fps, GetParam());
     for (int i = 0; i < 3; ++i) {
         const PixelBufferRef frame = fakes::solidFrame(displayWidth, displayHeight, grey);
-        const MediaTime time = MediaTime{1000, 1} + MediaTime{i, GetParam()};
-        clock = time.valueIn(clockTimescale);
-        stage.show(frame, time);
+        show(frame, MediaTime{1000, 1} + MediaTime{i, GetParam()});
     }
     const auto url = stop().first;
     ASSERT_TRUE(url);
@@ -404,7 +409,7 @@ TEST_P(FrameRates, areAskedOfTheSourceAndWritten) {
     EXPECT_EQ(film.video->timeOf(film.video->packets.back().duration), (MediaTime{1, GetParam()}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Slowest, FrameRates, testing::Values(1, 240));
+INSTANTIATE_TEST_SUITE_P(Slowest, FrameRates, ::testing::Values(1, 240));
 
 TEST_F(RecordingSessionTest, beautifySetsThePictureOnItsBackdrop) {
     options.beautify = BeautifySettings{.backgroundIndex = 2};
