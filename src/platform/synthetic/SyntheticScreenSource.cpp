@@ -54,9 +54,7 @@ SyntheticScreenSource::~SyntheticScreenSource() {
 }
 
 void SyntheticScreenSource::schedule(FramePacing::Clock::time_point when) {
-    // Due timers go before tasks: a receiver slower than the frame rate would keep the queue from ever stopping us.
-    const auto afterTasks = FramePacing::Clock::now() + std::chrono::milliseconds(1);
-    timer = queue.after(std::max(when, afterTasks), [this] {
+    timer = queue.after(when, [this] {
         timer = 0;
         const std::weak_ptr<const bool> stillAlive = alive;
         step();

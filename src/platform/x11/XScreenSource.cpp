@@ -99,9 +99,7 @@ void XScreenSource::scheduleTick(FramePacing::Clock::time_point when) {
     // Nothing that arrives meanwhile changes when the tick is due, and a mouse may report a thousand times a second.
     if (isWatching) queue.unwatch(xcb_get_file_descriptor(connection->xcb()));
     isWatching = false;
-    // Due timers go before tasks: a receiver slower than the frame rate would keep the queue from ever stopping us.
-    const auto afterTasks = FramePacing::Clock::now() + std::chrono::milliseconds(1);
-    timer = queue.after(std::max(when, afterTasks), [this] {
+    timer = queue.after(when, [this] {
         timer = 0;
         tick();
     });
