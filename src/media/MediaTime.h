@@ -19,7 +19,7 @@ struct MediaTime {
     [[nodiscard]] std::int64_t valueIn(std::int32_t otherTimescale) const;
     [[nodiscard]] MediaTime in(std::int32_t otherTimescale) const { return {valueIn(otherTimescale), otherTimescale}; }
 
-    friend bool operator==(const MediaTime& a, const MediaTime& b) { return (a <=> b) == 0; }
+    friend bool operator==(const MediaTime& a, const MediaTime& b) { return std::is_eq(a <=> b); }
     friend std::strong_ordering operator<=>(const MediaTime& a, const MediaTime& b);
 };
 

@@ -72,7 +72,7 @@ std::vector<std::vector<float>> blurRows(const ShapeMask& shape, const Runs& row
 void drawRow(const std::vector<float>& shadow, const Runs& columns, double opacity, std::vector<std::byte>& row) {
     for (std::size_t x = 0; x < columns.entryOf.size(); ++x) {
         const float level = shadow[static_cast<std::size_t>(columns.entryOf[x])] * static_cast<float>(opacity);
-        row[x * 4 + 3] = static_cast<std::byte>(static_cast<int>(level + 0.5F));
+        row[x * 4 + 3] = static_cast<std::byte>(std::lround(level));
     }
 }
 

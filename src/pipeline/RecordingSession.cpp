@@ -28,21 +28,21 @@ std::string recordingFileName(const std::tm& localTime) {
     return text.data();
 }
 
-RecordingSession::RecordingSession(RecordingOptions options, RecordingEnvironment surroundings)
+RecordingSession::RecordingSession(const RecordingOptions& options, RecordingEnvironment surroundings)
     : environment(std::move(surroundings)), layout(options.layout), camera(options.camera), fps(options.fps),
       screen(environment.screenSource) {}
 
 RecordingSession::~RecordingSession() = default;
 
-std::shared_ptr<RecordingSession> RecordingSession::make(RecordingOptions options, RecordingEnvironment environment,
-                                                         Error* error) {
+std::shared_ptr<RecordingSession> RecordingSession::make(const RecordingOptions& options,
+                                                         RecordingEnvironment environment, Error* error) {
     // A callback may hold the last reference, on a queue that the session's own parts are running on at that moment;
     // they must not be taken down beneath it.
     const auto deleteOnMain = [owner = std::this_thread::get_id(), mainQueue = environment.mainQueue](auto* session) {
-        if (std::this_thread::get_id() == owner)
-            delete session;
-        else
-            mainQueue([session] { delete session; });
+        const auto destroy = [](RecordingSession* doomed) { delete doomed; };
+        // Owned by the task, so that one which is never run any more takes it along.
+        std::shared_ptr<RecordingSession> last(session, destroy);
+        if (std::this_thread::get_id() != owner) mainQueue([last = std::move(last)] {});
     };
     std::shared_ptr<RecordingSession> session(new RecordingSession(options, std::move(environment)), deleteOnMain);
     const Rect cropRect = session->layout.displayPixels(session->layout.regionGlobal);

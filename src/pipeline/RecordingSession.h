@@ -60,7 +60,7 @@ class RecordingSession : public std::enable_shared_from_this<RecordingSession> {
 public:
     /// Null, with the reason in `error` if given, when the pool or the writer cannot be made.
     [[nodiscard]] static std::shared_ptr<RecordingSession>
-    make(RecordingOptions options, RecordingEnvironment environment, Error* error = nullptr);
+    make(const RecordingOptions& options, RecordingEnvironment environment, Error* error = nullptr);
     RecordingSession(const RecordingSession&) = delete;
     RecordingSession& operator=(const RecordingSession&) = delete;
 
@@ -88,7 +88,7 @@ public:
     [[nodiscard]] FrameCounts frameCounts() const;
 
 private:
-    RecordingSession(RecordingOptions options, RecordingEnvironment environment);
+    RecordingSession(const RecordingOptions& options, RecordingEnvironment environment);
     ~RecordingSession();
 
     void handleScreenFrame(const PixelBuffer& frame, MediaTime presentationTime);

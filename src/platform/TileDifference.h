@@ -7,9 +7,9 @@
 
 namespace quillet {
 
-/// Makes `frame` hold, in `rect` (which lies inside it), the pixels that start at `source`, and adds to `changed` the
+/// Makes `frame` hold, in `rect` (which lies inside it), the colours that start at `source`, and adds to `changed` the
 /// tiles of `rect` that were not equal before. Whole-screen damage of a screen on which little has changed thus stays
-/// little; the fourth byte of a pixel counts as well, which at worst reports too much.
+/// little. The fourth byte of a pixel means nothing and does not count.
 ///
 /// Costs a copy where pixels differ and a comparison where they do not.
 void takeOver(const PixelRect& rect, const std::byte* source, std::size_t sourceStrideBytes, PixelBuffer& frame,

@@ -7,23 +7,31 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <utility>
 
 namespace quillet::fakes {
 
-/// Tasks wait until the test's own thread runs them.
+/// Tasks wait until the test's own thread runs them. What other threads hand over after the test's end goes nowhere.
 class ManualMainQueue {
 public:
     [[nodiscard]] MainQueue queue() {
-        return [this](std::function<void()> task) {
-            {
-                const std::lock_guard guard(mutex);
-                tasks.push_back(std::move(task));
-            }
-            arrived.notify_all();
+        return [shared = state](std::function<void()> task) {
+            const std::lock_guard guard(shared->mutex);
+            if (!shared->isOver) shared->tasks.push_back(std::move(task));
+            shared->arrived.notify_all();
         };
     }
+    ManualMainQueue() = default;
+    ~ManualMainQueue() {
+        std::deque<std::function<void()>> left; // let go outside the lock: they may hand over more
+        const std::lock_guard guard(state->mutex);
+        state->isOver = true;
+        left.swap(state->tasks);
+    }
+    ManualMainQueue(const ManualMainQueue&) = delete;
+    ManualMainQueue& operator=(const ManualMainQueue&) = delete;
 
     /// Runs tasks as they come until `done` holds; false when it does not within a time that only a failure needs.
     [[nodiscard]] bool runUntil(const std::function<bool()>& done) {
@@ -31,10 +39,10 @@ public:
         while (!done()) {
             std::function<void()> task;
             {
-                std::unique_lock guard(mutex);
-                if (!arrived.wait_until(guard, deadline, [&] { return !tasks.empty(); })) return false;
-                task = std::move(tasks.front());
-                tasks.pop_front();
+                std::unique_lock guard(state->mutex);
+                if (!state->arrived.wait_until(guard, deadline, [&] { return !state->tasks.empty(); })) return false;
+                task = std::move(state->tasks.front());
+                state->tasks.pop_front();
             }
             task();
         }
@@ -42,9 +50,14 @@ public:
     }
 
 private:
-    std::mutex mutex; // guards tasks
-    std::condition_variable arrived;
-    std::deque<std::function<void()>> tasks;
+    struct State {
+        std::mutex mutex; // guards the rest
+        std::condition_variable arrived;
+        std::deque<std::function<void()>> tasks;
+        bool isOver = false;
+    };
+    // Shared with other threads, which may finish their work after the test.
+    std::shared_ptr<State> state = std::make_shared<State>();
 };
 
 } // namespace quillet::fakes
