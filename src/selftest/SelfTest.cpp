@@ -50,7 +50,7 @@ Pix readPixel(const PixelBuffer& buffer, int x, int yFromBottom) {
 }
 
 PixelBufferRef solidFrame(int width, int height, std::array<std::uint8_t, 4> bgra) {
-    const PixelBufferRef frame = PixelBuffer::make(width, height);
+    PixelBufferRef frame = PixelBuffer::make(width, height);
     if (!frame) fatal("no memory for the self test's frames");
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x)

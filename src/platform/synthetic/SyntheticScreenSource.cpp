@@ -16,8 +16,8 @@ std::uint32_t SyntheticPicture::pixel(int x, int y, std::uint64_t index) const {
 
 PixelRect SyntheticPicture::square(std::uint64_t index) const {
     const int side = std::max(1, std::min(width, height) / 4);
-    const auto columns = static_cast<std::uint64_t>(width - side + 1);
-    const auto rows = static_cast<std::uint64_t>(height - side + 1);
+    const auto columns = static_cast<std::uint64_t>(width - side) + 1;
+    const auto rows = static_cast<std::uint64_t>(height - side) + 1;
     return {static_cast<int>(index * 7 % columns), static_cast<int>(index * 3 % rows), side, side};
 }
 
