@@ -129,7 +129,7 @@ protected:
         press("space");
         ASSERT_TRUE(eventually([] {
             const auto files = recordings();
-            return files.size() == 1 && std::filesystem::file_size(files[0]) > 100'000;
+            return files.size() == 1 && std::filesystem::file_size(files[0]) > 400'000;
         })) << "no recording has begun";
         press("space");
         ASSERT_TRUE(eventually([] { return isFinished(recordings().at(0)); })) << "the film was not finished";
@@ -174,7 +174,7 @@ TEST_F(Program, leavesAWholeFilmWhenItsWindowIsClosedInTheMiddle) {
     press("space");
     ASSERT_TRUE(eventually([] {
         const auto files = recordings();
-        return files.size() == 1 && std::filesystem::file_size(files[0]) > 100'000;
+        return files.size() == 1 && std::filesystem::file_size(files[0]) > 400'000;
     }));
     press("alt+F4");
     EXPECT_EQ(program->wait(), 0);
@@ -188,7 +188,7 @@ TEST_F(Program, leavesAPlayableFilmWhenItIsKilled) {
     press("space");
     ASSERT_TRUE(eventually([] {
         const auto files = recordings();
-        return files.size() == 1 && std::filesystem::file_size(files[0]) > 100'000;
+        return files.size() == 1 && std::filesystem::file_size(files[0]) > 400'000;
     }));
     program->end(SIGKILL);
     const test::Movie movie = test::readMovie(recordings().at(0), test::ReadDepth::pictures);
