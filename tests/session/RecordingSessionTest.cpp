@@ -45,8 +45,12 @@ public:
 
 /// A camera that shows one picture when it is started, and a microphone that says one buffer.
 struct FakeDevices {
-    std::atomic<int> starts = 0;
-    std::atomic<int> stops = 0;
+    struct Counts {
+        std::atomic<int> starts = 0;
+        std::atomic<int> stops = 0;
+    };
+    // Shared with the devices, which may be let go by the session's threads after the test.
+    std::shared_ptr<Counts> counts = std::make_shared<Counts>();
 
     [[nodiscard]] CaptureDeviceFactories factories() {
         return {.camera = [this](SerialQueue&, auto onFrame) { return device([onFrame] { onFrame(picture()); }); },
@@ -64,16 +68,17 @@ private:
     }
     [[nodiscard]] std::unique_ptr<CaptureDevice> device(std::function<void()> onStart) {
         struct Device : CaptureDevice {
-            Device(FakeDevices& owner, std::function<void()> first) : devices(owner), onStart(std::move(first)) {}
+            Device(std::shared_ptr<Counts> shared, std::function<void()> first)
+                : counts(std::move(shared)), onStart(std::move(first)) {}
             void start() override {
-                ++devices.starts;
+                ++counts->starts;
                 onStart();
             }
-            void stop() override { ++devices.stops; }
-            FakeDevices& devices;
+            void stop() override { ++counts->stops; }
+            std::shared_ptr<Counts> counts;
             std::function<void()> onStart;
         };
-        return std::make_unique<Device>(*this, std::move(onStart));
+        return std::make_unique<Device>(counts, std::move(onStart));
     }
 };
 
@@ -232,11 +237,7 @@ TEST_F(RecordingSessionTest, theCameraCircleFollowsTheBubbleFromTheNextFrameOn) 
     options.camera = std::make_shared<CameraManager>(devices.factories());
     ASSERT_TRUE(options.camera->attachCamera());
     options.camera->start();
-    ASSERT_TRUE([&] {
-        for (int i = 0; i < 10000 && !options.camera->latestFrame(); ++i)
-            std::this_thread::yield();
-        return options.camera->latestFrame() != nullptr;
-    }());
+    ASSERT_TRUE(testing::eventually([&] { return options.camera->latestFrame() != nullptr; }));
     options.layout.cameraGlobal = Rect{110, 60, 50, 50}; // pixels (20, 20, 100, 100)
     makeAndStart();
     show(0);
@@ -259,8 +260,8 @@ TEST_F(RecordingSessionTest, theCameraCircleFollowsTheBubbleFromTheNextFrameOn) 
     // The shared camera is stopped with the recording, although the bubble still shows it.
     options.camera.reset();
     session.reset();
-    EXPECT_EQ(devices.starts, 1);
-    EXPECT_EQ(devices.stops, 1);
+    EXPECT_TRUE(testing::eventually([&] { return devices.counts->stops == 1; }));
+    EXPECT_EQ(devices.counts->starts, 1);
 }
 
 TEST_F(RecordingSessionTest, aBubbleOffTheDisplayAtTheStartIsNotHiddenByItsPlaceAlone) {
@@ -269,8 +270,7 @@ TEST_F(RecordingSessionTest, aBubbleOffTheDisplayAtTheStartIsNotHiddenByItsPlace
     ASSERT_TRUE(options.camera->attachCamera());
     options.layout.cameraGlobal = Rect{100 - 35, 100, 60, 60}; // pixels (-70, 100, 120, 120)
     options.camera->start();
-    while (!options.camera->latestFrame())
-        std::this_thread::yield();
+    ASSERT_TRUE(testing::eventually([&] { return options.camera->latestFrame() != nullptr; }));
     makeAndStart();
     show(0);
     const auto url = stop().first;
@@ -314,10 +314,9 @@ TEST_F(RecordingSessionTest, theMicrophoneGoesToTheMixerWhenItIsAttachedAndWante
     makeAndStart();
     EXPECT_TRUE(sound->micEnabled);
     (void)stop();
-    const std::shared_ptr<CameraManager> devicesGone = std::exchange(options.camera, nullptr);
     const std::lock_guard guard(sound->mutex);
     EXPECT_THAT(sound->microphoneTimes, ::testing::SizeIs(::testing::Le(1)));
-    EXPECT_EQ(devices.starts, 1);
+    EXPECT_TRUE(testing::eventually([&] { return devices.counts->starts == 1; }));
 }
 
 TEST_F(RecordingSessionTest, stoppedBeforeAnyFrameLeavesNothing) {
