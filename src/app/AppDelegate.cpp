@@ -1,17 +1,22 @@
 #include "app/AppDelegate.h"
 
+#include "app/ControlWindow.h"
+#include "app/SingleInstance.h"
 #include "app/mainThread.h"
 #include "platform/Desktop.h"
 #include "platform/Screens.h"
+#include "platform/SleepInhibitor.h"
 #include "platform/chooseSources.h"
 #include "ui/ControlView.h"
 
 #include <QApplication>
-#include <QCloseEvent>
+#include <QEventLoop>
+#include <QRandomGenerator>
 #include <QScreen>
+#include <QSessionManager>
+#include <QStandardPaths>
 #include <QTimer>
 #include <QVBoxLayout>
-#include <QWidget>
 
 #include <chrono>
 #include <utility>
@@ -24,6 +29,11 @@ namespace {
 /// long.
 constexpr std::chrono::seconds patienceAtExit{5};
 
+std::filesystem::path settingsFile() {
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
+    return std::filesystem::path(folder.toStdString()) / "quillet" / "settings";
+}
+
 /// The frame of the screen that `window` is on.
 Rect frameOfScreenOf(const QWidget& window, const ScreenList& screens) {
     const std::string name = window.screen()->name().toStdString();
@@ -33,63 +43,112 @@ Rect frameOfScreenOf(const QWidget& window, const ScreenList& screens) {
     return other ? other->frame : Rect{};
 }
 
-} // namespace
-
-/// The one control window; closing it ends the program.
-class AppDelegate::ControlWindow : public QWidget {
+/// The whole screen that the control window is on, without anything to see.
+class WholeScreen : public RegionTool {
 public:
-    explicit ControlWindow(std::function<void()> closing) : onClose(std::move(closing)) {}
-
-protected:
-    void closeEvent(QCloseEvent* event) override {
-        event->accept();
-        onClose();
-    }
+    explicit WholeScreen(const QWidget& window) : control(window) {}
+    void apply(RangeMode, const Screen&) override {}
+    void orderFront() override {}
+    void updateHandles() override {}
+    void setRecording(bool) override {}
+    void orderOut() override {}
+    [[nodiscard]] Rect frame() const override { return frameOfScreenOf(control, currentScreens().list); }
+    [[nodiscard]] std::vector<std::uint32_t> windowIDs() const override { return {}; }
 
 private:
-    std::function<void()> onClose;
+    const QWidget& control;
 };
 
-AppDelegate::AppDelegate()
-    : controlWindow(std::make_unique<ControlWindow>([this] { windowWillClose(); })),
-      view(new ControlView(controlWindow.get())) {
-    model = AppModel::make({.screenSource = chooseScreenSource(),
-                            .mainQueue = qtMainQueue(),
-                            .screens = [] { return currentScreens().list; },
-                            .region = [this] { return frameOfScreenOf(*controlWindow, currentScreens().list); },
-                            .desktopFolder = [] { return desktopFolder(); },
-                            .reveal = [](const std::filesystem::path& file) { revealFile(file); }});
-    model->onChange = [this] { showModel(); };
-    view->onToggleRecording = [this] { model->toggleRecording(); };
+} // namespace
 
-    controlWindow->setWindowTitle(QStringLiteral("Quillet"));
-    controlWindow->setAccessibleName(QStringLiteral("Quillet"));
+AppDelegate::AppDelegate(std::unique_ptr<SingleInstance> onlyInstance)
+    : instance(std::move(onlyInstance)), settings(std::make_shared<SettingsStore>(settingsFile())),
+      controlWindow(std::make_unique<ControlWindow>(settings)), view(new ControlView(controlWindow.get())),
+      model(AppModel::make(makeEnvironment())) {
+    connectView();
+    controlWindow->onClose = [this] { terminate(); };
+    if (instance) instance->onActivate = [this] { controlWindow->bringUp(); };
     auto* const layout = new QVBoxLayout(controlWindow.get());
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(view);
-    controlWindow->resize(360, controlWindow->sizeHint().height());
     // The last window's going away is no reason to leave before the file is complete.
     QApplication::setQuitOnLastWindowClosed(false);
+    QObject::connect(
+        qApp, &QGuiApplication::commitDataRequest, controlWindow.get(),
+        [this](QSessionManager& manager) {
+            manager.setRestartHint(QSessionManager::RestartNever);
+            finishBeforeLogout();
+        },
+        Qt::DirectConnection);
     showModel();
 }
 
 AppDelegate::~AppDelegate() = default;
 
-void AppDelegate::showControlWindow() {
-    controlWindow->show();
-    controlWindow->activateWindow();
+AppEnvironment AppDelegate::makeEnvironment() {
+    return {.recording = {.screenSource = chooseScreenSource(), .desktopFolder = {}, .mainQueue = qtMainQueue()},
+            .devices = {},
+            .settings = settings,
+            .screens = [] { return currentScreens().list; },
+            .desktopFolder = [] { return desktopFolder(); },
+            .reveal =
+                [this](const std::filesystem::path& file) {
+                    if (!sessionEnds) revealFile(file);
+                },
+            .keepAwake = [] { return std::make_shared<SleepInhibitor>("正在录制屏幕"); },
+            .makeRegion = [this] { return std::make_unique<WholeScreen>(*controlWindow); },
+            .makeCamera = [](const std::shared_ptr<CameraManager>&) { return nullptr; },
+            .makeTeleprompter = [] { return nullptr; },
+            .controlWindowIDs = [this]() -> std::vector<std::uint32_t> {
+                return {static_cast<std::uint32_t>(controlWindow->winId())};
+            },
+            .drawBackground = [] { return QRandomGenerator::global()->bounded(9); }};
+}
+
+void AppDelegate::connectView() {
+    model->onWillChange = [this] {
+        // Several changes in a row are shown at once.
+        if (std::exchange(isShowingSoon, true)) return;
+        QMetaObject::invokeMethod(
+            view, [this] { showModel(); }, Qt::QueuedConnection);
+    };
+    view->onToggleRecording = [this] { model->toggleRecording(); };
+}
+
+void AppDelegate::applicationDidFinishLaunching() {
+    controlWindow->bringUp();
+    model->onLaunch();
 }
 
 void AppDelegate::showModel() {
-    view->showRecording(model->isRecording());
-    view->showStatus(QString::fromStdString(model->statusText()));
+    isShowingSoon = false;
+    view->showRecording(model->state().isRecording);
+    view->showStatus(QString::fromStdString(model->state().statusText));
 }
 
-void AppDelegate::windowWillClose() {
-    model->teardown();
-    if (!model->hasSession()) return QApplication::quit();
-    model->onSessionEnded = [] { QApplication::quit(); };
+void AppDelegate::terminate() {
+    if (std::exchange(isEnding, true)) return;
+    instance.reset();
+    model->teardownOverlays();
+    controlWindow->hide();
+    if (!model->isBusy()) return QApplication::quit();
+    model->onIdle = [] { QApplication::quit(); };
     QTimer::singleShot(patienceAtExit, qApp, [] { QApplication::quit(); });
+}
+
+/// The session may end as soon as this returns; or it may go on, when another program or the user objects.
+void AppDelegate::finishBeforeLogout() {
+    if (model->isBusy()) {
+        sessionEnds = true;
+        model->endRecording();
+        QEventLoop untilIdle;
+        const auto then = std::exchange(model->onIdle, [&] { untilIdle.quit(); });
+        QTimer::singleShot(patienceAtExit, &untilIdle, [&] { untilIdle.quit(); });
+        if (model->isBusy()) untilIdle.exec(QEventLoop::ExcludeUserInputEvents);
+        model->onIdle = then;
+        sessionEnds = false;
+    }
+    settings->flush();
 }
 
 } // namespace quillet

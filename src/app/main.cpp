@@ -1,19 +1,32 @@
 #include "app/AppDelegate.h"
+#include "app/QuitSignals.h"
+#include "app/SingleInstance.h"
+#include "app/commandLine.h"
 #include "platform/displayProblem.h"
 #include "selftest/SelfTest.h"
 
 #include <QApplication>
 #include <span>
 
-#include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <string>
-#include <string_view>
+#include <utility>
 
 int main(int argc, char** argv) {
-    const std::span arguments(argv, static_cast<std::size_t>(argc));
-    const auto isSelfTest = [](const char* argument) { return std::string_view(argument) == "--selftest"; };
-    if (std::ranges::any_of(arguments, isSelfTest)) quillet::SelfTest::run();
+    const quillet::CommandLine commandLine =
+        quillet::CommandLine::parse(std::span(argv, static_cast<std::size_t>(argc)));
+    switch (commandLine.action) {
+        case quillet::CommandLine::Action::selfTest:
+            quillet::SelfTest::run();
+        case quillet::CommandLine::Action::answer:
+            return std::fputs(commandLine.text.c_str(), stdout) < 0 ? 1 : 0;
+        case quillet::CommandLine::Action::refuse:
+            std::fputs(commandLine.text.c_str(), stderr);
+            return 2;
+        case quillet::CommandLine::Action::run:
+            break;
+    }
 
     // The toolkit would abort without a word that helps.
     if (const std::string problem = quillet::displayProblem(); !problem.empty()) {
@@ -21,9 +34,13 @@ int main(int argc, char** argv) {
         return 1;
     }
     QApplication::setApplicationName(QStringLiteral("Quillet"));
+    QApplication::setApplicationVersion(QStringLiteral(QUILLET_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("org.quillet.Quillet"));
     const QApplication application(argc, argv);
-    quillet::AppDelegate delegate;
-    delegate.showControlWindow();
+    std::unique_ptr<quillet::SingleInstance> instance = quillet::SingleInstance::make();
+    if (!instance) return 0;
+    quillet::AppDelegate delegate(std::move(instance));
+    const quillet::QuitSignals quitSignals([&] { delegate.terminate(); });
+    delegate.applicationDidFinishLaunching();
     return QApplication::exec();
 }
