@@ -6,12 +6,25 @@
 #include "selftest/SelfTest.h"
 
 #include <QApplication>
+#include <QIcon>
 #include <span>
 
 #include <cstdio>
 #include <memory>
 #include <string>
 #include <utility>
+
+namespace {
+
+/// The pictures that packaging/ makes of the program's icon.
+QIcon windowIcon() {
+    QIcon icon;
+    for (const int size : {16, 24, 32, 48, 64, 128})
+        icon.addFile(QStringLiteral(":/icons/%1.png").arg(size), {size, size});
+    return icon;
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
     const quillet::CommandLine commandLine =
@@ -37,6 +50,7 @@ int main(int argc, char** argv) {
     QApplication::setApplicationVersion(QStringLiteral(QUILLET_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("org.quillet.Quillet"));
     const QApplication application(argc, argv);
+    QApplication::setWindowIcon(windowIcon());
     std::unique_ptr<quillet::SingleInstance> instance = quillet::SingleInstance::make();
     if (!instance) return 0;
     quillet::AppDelegate delegate(std::move(instance));
