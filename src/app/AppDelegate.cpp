@@ -81,8 +81,10 @@ void AppDelegate::showControlWindow() {
 }
 
 void AppDelegate::showModel() {
-    view->showRecording(model->isRecording());
-    view->showStatus(QString::fromStdString(model->statusText()));
+    ControlState state;
+    state.isRecording = model->isRecording();
+    state.statusText = model->statusText();
+    view->show(state);
 }
 
 void AppDelegate::windowWillClose() {

@@ -53,15 +53,14 @@ ControlView::ControlView(QWidget* parent)
     connect(recordButton, &QPushButton::clicked, this, [this] {
         if (onToggleRecording) onToggleRecording();
     });
-    showRecording(false);
+    show(ControlState{});
 }
 
-void ControlView::showRecording(bool isRecording) {
-    recordButton->setText(recordLabel(isRecording));
+void ControlView::show(const ControlState& state) {
+    recordButton->setText(recordLabel(state.isRecording));
     recordButton->setAccessibleName(recordButton->text());
-    recordButton->setStyleSheet(recordStyle(isRecording));
+    recordButton->setStyleSheet(recordStyle(state.isRecording));
+    statusLine->setText(QString::fromStdString(state.statusText));
 }
-
-void ControlView::showStatus(const QString& text) { statusLine->setText(text); }
 
 } // namespace quillet
