@@ -3,14 +3,19 @@
 
 #include "ui/ControlState.h"
 
-#include <QLabel>
-#include <QPushButton>
 #include <QWidget>
 
 #include <cstdint>
 #include <functional>
 
 namespace quillet {
+
+class BeautifySection;
+class CaptionLabel;
+class QualityPicker;
+class RangeGrid;
+class RecordButton;
+class Switch;
 
 /// The control panel: every setting and the record button, in one column that scrolls where the window is too low for
 /// it. Keeps no state of its own: it shows what show() was last told, and reports what the user does. Where a callback
@@ -43,8 +48,18 @@ public:
     std::function<void()> onToggleRecording;
 
 private:
-    QPushButton* recordButton;
-    QLabel* statusLine;
+    QWidget* makeColumn();
+    void connectActions();
+
+    RangeGrid* ranges;
+    Switch* cameraSwitch;
+    Switch* micSwitch;
+    Switch* teleprompterSwitch;
+    QualityPicker* qualityPicker;
+    CaptionLabel* cameraHint;
+    BeautifySection* beautify;
+    RecordButton* recordButton;
+    CaptionLabel* statusLine;
 };
 
 } // namespace quillet
