@@ -112,7 +112,25 @@ void AppDelegate::connectView() {
         QMetaObject::invokeMethod(
             view, [this] { showModel(); }, Qt::QueuedConnection);
     };
-    view->onToggleRecording = [this] { model->toggleRecording(); };
+    // A control that hears nothing goes back to what it showed before.
+    const auto shows = [this](auto action) {
+        return [this, action](auto... value) {
+            (model.get()->*action)(value...);
+            showModel();
+        };
+    };
+    view->onSelectRange = shows(&AppModel::selectRange);
+    view->onSetCameraEnabled = shows(&AppModel::setCameraEnabled);
+    view->onSetMicEnabled = shows(&AppModel::setMicEnabled);
+    view->onSetTeleprompterEnabled = shows(&AppModel::setTeleprompterEnabled);
+    view->onSetQuality = shows(&AppModel::setQuality);
+    view->onSetBeautifyEnabled = shows(&AppModel::setBeautifyEnabled);
+    view->onSetBackgroundIndex = shows(&AppModel::setBackgroundIndex);
+    view->onSetCornerRadius = shows(&AppModel::setCornerRadius);
+    view->onSetPadding = shows(&AppModel::setPadding);
+    view->onSetShadowEnabled = shows(&AppModel::setShadowEnabled);
+    view->onRandomBackground = shows(&AppModel::randomBackground);
+    view->onToggleRecording = shows(&AppModel::toggleRecording);
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
@@ -122,8 +140,7 @@ void AppDelegate::applicationDidFinishLaunching() {
 
 void AppDelegate::showModel() {
     isShowingSoon = false;
-    view->showRecording(model->state().isRecording);
-    view->showStatus(QString::fromStdString(model->state().statusText));
+    view->show(model->state());
 }
 
 void AppDelegate::terminate() {

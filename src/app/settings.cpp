@@ -25,6 +25,7 @@ SettingsStore::Entry entry(std::string_view key, SettingsStore::Value value) {
 
 AppState loadSettings(const SettingsStore& store) {
     AppState state;
+    state.statusText = "选择范围，开摄像头摆头像，然后开始。";
     if (const auto text = store.text(rangeModeKey))
         state.rangeMode = rangeModeFromRawValue(*text).value_or(state.rangeMode);
     if (store.contains(micEnabledKey)) state.micEnabled = store.boolean(micEnabledKey);
