@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <limits>
 #include <optional>
 #include <string>
 #include <utility>
@@ -60,7 +59,11 @@ QRect onScreen(const QRect& frame, const std::vector<QRect>& screens) {
         return part.width() >= std::min(grip, frame.width()) && frame.top() >= screen.top() &&
                frame.top() <= screen.bottom() - grip;
     };
-    if (screens.empty() || std::ranges::any_of(screens, canBeTaken)) return frame;
+    QRect all;
+    for (const QRect& screen : screens)
+        all |= screen;
+    const bool fits = frame.width() <= all.width() && frame.height() <= all.height();
+    if (screens.empty() || (fits && std::ranges::any_of(screens, canBeTaken))) return frame;
     const QRect& nearest =
         *std::ranges::min_element(screens, {}, [&](const QRect& screen) { return distance(screen, frame); });
     QRect placed(frame.topLeft(), frame.size().boundedTo(nearest.size()));
