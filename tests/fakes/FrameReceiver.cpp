@@ -69,7 +69,8 @@ void FrameReceiver::check(const PixelBuffer& frame, const Picture& received, Med
         undamaged.paint(rect, [&](int x, int y) { return picture.at(rect.x + x, rect.y + y); });
     }
     if (undamaged != picture) troubles.push_back(name + "has changed outside its damage");
-    if (received == picture) troubles.push_back(name + "shows nothing new");
+    // A frame that says that nothing differs is there for the sake of its time.
+    if (received == picture && !frame.damage->isEmpty()) troubles.push_back(name + "shows nothing new");
 }
 
 bool FrameReceiver::waitFor(const std::function<bool(const Picture&)>& condition) {

@@ -23,19 +23,19 @@ constexpr std::int64_t largestSide = std::numeric_limits<std::int16_t>::max();
 
 } // namespace
 
-XScreenSource::XScreenSource(SerialQueue& ownQueue, ScreenSourceOptions wanted)
-    : queue(ownQueue), options(std::move(wanted)), pacing(options.fps) {}
+XScreenSource::XScreenSource(XScreenSourceSetup given, SerialQueue& ownQueue, ScreenSourceOptions wanted)
+    : setup(std::move(given)), queue(ownQueue), options(std::move(wanted)), pacing(options.fps) {}
 
-std::unique_ptr<XScreenSource> XScreenSource::make(const std::string& displayName, SerialQueue& queue,
+std::unique_ptr<XScreenSource> XScreenSource::make(XScreenSourceSetup setup, SerialQueue& queue,
                                                    ScreenSourceOptions options, Error& error) {
-    std::unique_ptr<XScreenSource> source(new XScreenSource(queue, std::move(options)));
+    std::unique_ptr<XScreenSource> source(new XScreenSource(std::move(setup), queue, std::move(options)));
     const std::int64_t width = truncated(source->options.pixelSize.width, "the width of a display");
     const std::int64_t height = truncated(source->options.pixelSize.height, "the height of a display");
     if (width < 1 || height < 1 || width > largestSide || height > largestSide) {
         error = {"Quillet", 5, "The display has no usable size."};
         return nullptr;
     }
-    source->connection = XConnection::open(displayName, error);
+    source->connection = XConnection::open(source->setup.displayName, error);
     if (!source->connection) return nullptr;
     if (source->connection->isXwayland()) {
         error = {"Quillet", 4, "Recording in a Wayland session is not supported yet; log in to an X11 session."};
@@ -248,9 +248,9 @@ void XScreenSource::end() {
     if (receive) receive({"Quillet", 2, "The X server has gone away."});
 }
 
-ScreenSourceFactory xScreenSourceFactory(std::string displayName) {
-    return [name = std::move(displayName)](SerialQueue& queue, ScreenSourceOptions options, Error& error) {
-        return XScreenSource::make(name, queue, std::move(options), error);
+ScreenSourceFactory xScreenSourceFactory(XScreenSourceSetup setup) {
+    return [given = std::move(setup)](SerialQueue& queue, ScreenSourceOptions options, Error& error) {
+        return XScreenSource::make(given, queue, std::move(options), error);
     };
 }
 

@@ -10,6 +10,7 @@
 #include "platform/x11/PointerWatch.h"
 #include "platform/x11/RootFetch.h"
 #include "platform/x11/XConnection.h"
+#include "platform/x11/XScreenSourceSetup.h"
 
 #include <xcb/xcb.h>
 
@@ -26,10 +27,10 @@ namespace quillet {
 /// Threads: the queue's, on a connection of its own.
 class XScreenSource final : public ScreenSource {
 public:
-    /// `displayName` is empty for the session's own display. Null with the reason in `error`: domain "Quillet", code 1
+    /// Null with the reason in `error`: domain "Quillet", code 1
     /// when the display has no such monitor, 2 when no server answers, 3 when its pixels cannot be read, 4 in a Wayland
     /// session, 5 when memory is short or the frame's size is not usable.
-    [[nodiscard]] static std::unique_ptr<XScreenSource> make(const std::string& displayName, SerialQueue& queue,
+    [[nodiscard]] static std::unique_ptr<XScreenSource> make(XScreenSourceSetup setup, SerialQueue& queue,
                                                              ScreenSourceOptions options, Error& error);
     ~XScreenSource() override;
 
@@ -39,7 +40,7 @@ public:
     [[nodiscard]] bool sharesMemory() const { return fetch->isShared(); }
 
 private:
-    XScreenSource(SerialQueue& queue, ScreenSourceOptions options);
+    XScreenSource(XScreenSourceSetup setup, SerialQueue& queue, ScreenSourceOptions options);
     [[nodiscard]] bool findDisplay(Error& error);
     void selectEvents();
 
@@ -62,6 +63,7 @@ private:
     void deliver(PixelRegion changed);
     void end();
 
+    XScreenSourceSetup setup;
     SerialQueue& queue;
     ScreenSourceOptions options;
     std::unique_ptr<XConnection> connection;
@@ -91,7 +93,6 @@ private:
     std::shared_ptr<const bool> alive = std::make_shared<const bool>(true);
 };
 
-/// Captures from the X server `displayName`, or the session's own when it is empty.
-[[nodiscard]] ScreenSourceFactory xScreenSourceFactory(std::string displayName = {});
+[[nodiscard]] ScreenSourceFactory xScreenSourceFactory(XScreenSourceSetup setup = {});
 
 } // namespace quillet
