@@ -11,7 +11,7 @@
 namespace quillet {
 
 struct XScreenSourceSetup {
-    std::string displayName;                  ///< empty for the session's own display
+    std::string displayName;                       ///< empty for the session's own display
     std::vector<XClientResources> ownClients = {}; ///< the program's own connections: their windows are left out
     /// Made before the program's first window, shared because it lives as long as the program and its recordings. Null:
     /// the source makes one of its own, and what lies beneath windows that are there already comes back as programs
