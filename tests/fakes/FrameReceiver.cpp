@@ -16,13 +16,15 @@ FrameReceiver::FrameReceiver(FrameReceiverHooks ownHooks) : hooks(std::move(ownH
 
 FrameReceiver::~FrameReceiver() { stop(); }
 
-bool FrameReceiver::start(const ScreenSourceFactory& factory, std::uint32_t displayID, Size pixelSize, int fps) {
+bool FrameReceiver::start(const ScreenSourceFactory& factory, std::uint32_t displayID, Size pixelSize, int fps,
+                          std::set<std::uint32_t> excludeWindowIDs) {
     wantedSize = pixelSize;
     queue.sync([&] {
         ScreenSourceOptions options;
         options.displayID = displayID;
         options.pixelSize = pixelSize;
         options.fps = fps;
+        options.excludeWindowIDs = std::move(excludeWindowIDs);
         options.onFrame = [this](const ConstPixelBufferRef& frame, MediaTime time) { receive(frame, time); };
         options.onLost = [this](const Error&) {
             const std::lock_guard guard(mutex);
