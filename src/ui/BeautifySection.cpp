@@ -25,6 +25,7 @@ QHBoxLayout* sliderRow(const QString& label, FractionSlider* slider, QWidget* pa
     auto* const caption = new CaptionLabel(label, look::captionPixels, parent);
     caption->setFixedWidth(sliderLabelWidth);
     slider->setAccessibleName(label);
+    caption->setBuddy(slider);
     auto* const row = new QHBoxLayout;
     row->setSpacing(sliderSpacing);
     row->addWidget(caption, 0, Qt::AlignVCenter);

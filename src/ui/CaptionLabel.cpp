@@ -41,7 +41,7 @@ QString lines(const QString& text) { return QString(text).replace(QLatin1Char('\
 CaptionLabel::CaptionLabel(const QString& text, int pixels, QWidget* parent) : QLabel(text, parent) {
     setFont(look::font(pixels));
     setTextFormat(Qt::PlainText);
-    QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Preferred);
     policy.setHeightForWidth(true);
     setSizePolicy(policy);
 }

@@ -64,7 +64,7 @@ QWidget* ControlView::makeColumn() {
     teleprompterSwitch = new Switch(QStringLiteral("提词器"), column);
     auto* const qualityLabel = new CaptionLabel(QStringLiteral("导出质量"), look::captionPixels, column);
     qualityPicker = new QualityPicker(column);
-    qualityPicker->setAccessibleName(qualityLabel->text());
+    qualityLabel->setBuddy(qualityPicker); // which is how screen readers here learn a list's label
     cameraHint =
         new CaptionLabel(QStringLiteral("拖动圆形头像到你想要的位置和大小 —— 所见即所得。"), look::hintPixels, column);
     beautify = new BeautifySection(column);

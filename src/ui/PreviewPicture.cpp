@@ -31,7 +31,7 @@ QImage draw(const PreviewPicture::Look& look, double pixelRatio) {
 } // namespace
 
 PreviewPicture::PreviewPicture(QWidget* parent) : QWidget(parent) {
-    QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     policy.setHeightForWidth(true);
     setSizePolicy(policy);
     setAccessibleName(QStringLiteral("美化效果预览"));
