@@ -21,8 +21,14 @@ bool CameraManager::attachCamera() {
     if (!factories.camera) return false;
     camera = factories.camera(sampleQueue, [this](ConstPixelBufferRef frame) {
         if (!frame) return;
-        const std::lock_guard guard(frameLock);
-        newestFrame.swap(frame); // the older one goes when `frame` does, after the lock
+        ConstPixelBufferRef older = frame;
+        {
+            const std::lock_guard guard(frameLock);
+            newestFrame.swap(older); // the older one goes after the lock
+        }
+        older.reset();
+        const std::lock_guard guard(callbackLock);
+        if (onCameraFrame) onCameraFrame(frame);
     });
     return camera != nullptr;
 }
@@ -59,6 +65,11 @@ void CameraManager::stop() {
 ConstPixelBufferRef CameraManager::latestFrame() const {
     const std::lock_guard guard(frameLock);
     return newestFrame;
+}
+
+void CameraManager::setOnCameraFrame(std::function<void(const ConstPixelBufferRef&)> callback) {
+    const std::lock_guard guard(callbackLock);
+    onCameraFrame.swap(callback);
 }
 
 void CameraManager::setOnMicrophoneSample(std::function<void(AudioSampleBuffer)> callback) {

@@ -54,6 +54,12 @@ public:
     /// The newest picture, or null before the first.
     [[nodiscard]] ConstPixelBufferRef latestFrame() const;
 
+    /// Each new picture, after latestFrame has it, for a live view; on sampleQueue, no lock held but the one that makes
+    /// replacing it safe. Once this returns, the callback before is neither running nor called again, so it must not
+    /// wait for the thread that replaces it. Settable at any time but from within itself. It should only take the
+    /// reference: the next picture waits.
+    void setOnCameraFrame(std::function<void(const ConstPixelBufferRef&)> callback);
+
     /// Each microphone buffer, on sampleQueue, no lock held but the one that makes replacing it safe; settable at any
     /// time.
     void setOnMicrophoneSample(std::function<void(AudioSampleBuffer)> callback);
@@ -64,7 +70,8 @@ private:
     mutable std::mutex frameLock; // guards newestFrame, held for the exchange of the reference only
     ConstPixelBufferRef newestFrame;
 
-    std::mutex callbackLock; // guards onMicrophoneSample
+    std::mutex callbackLock; // guards the next two
+    std::function<void(const ConstPixelBufferRef&)> onCameraFrame;
     std::function<void(AudioSampleBuffer)> onMicrophoneSample;
 
     // Made on the main thread; started, stopped and destroyed on the queue.
