@@ -182,7 +182,7 @@ TEST_P(Disturbed, aNewResolutionKeepsOursAbsent) {
     desk.addOwn({.rect = {150, 100, 300, 240}, .handling = Handling::managed});
     desk.addOwn({.rect = {20, 20, 560, 400}, .outline = Outline::frame});
     ASSERT_TRUE(desk.waitUntilItShowsOurs());
-    for (const auto& [width, height] : {std::pair(480, 360), std::pair(800, 600), std::pair(640, 480)}) {
+    for (const auto& [width, height] : {std::pair(480, 360), std::pair(320, 400), std::pair(640, 480)}) {
         desk.session->resizeScreen(width, height);
         desk.setWallpaper(Wallpaper::tiles, static_cast<std::uint32_t>(width));
         desk.own->move(desk.ownWindows.front(), width / 4, height / 4);

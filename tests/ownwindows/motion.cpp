@@ -80,12 +80,12 @@ TEST_P(InMotion, stormOfOwnMovesChangesNoFrame) {
 
 TEST_P(InMotion, ownThatComeAndGoChangeNoFrame) {
     nothingElseMoves();
-    const xcb_window_t panel = desk.addOwn({.rect = {100, 80, 260, 200}, .handling = Handling::managed});
+    const xcb_window_t panel = desk.addOwn({.rect = {20, 40, 260, 200}, .handling = Handling::managed});
     paced({12, 1500ms}, [&](int step) {
         if (step % 4 == 0) desk.own->hide(panel);
         if (step % 4 == 2) desk.own->map(panel);
         const xcb_window_t menu = desk.own->add(
-            {.rect = {200 + step * 5, 100, 90, 160}, .paint = magenta, .type = "_NET_WM_WINDOW_TYPE_POPUP_MENU"});
+            {.rect = {400 + step * 5, 100, 90, 160}, .paint = magenta, .type = "_NET_WM_WINDOW_TYPE_POPUP_MENU"});
         EXPECT_NE(menu, 0U);
         if (step % 3 == 0) desk.own->repaint(menu, 1);
         desk.own->destroy(menu);
