@@ -1,8 +1,8 @@
 #include "ui/BeautifySection.h"
 
 #include "ui/CaptionLabel.h"
+#include "ui/ContinuousSlider.h"
 #include "ui/DiceButton.h"
-#include "ui/FractionSlider.h"
 #include "ui/PreviewPicture.h"
 #include "ui/SwatchGrid.h"
 #include "ui/Switch.h"
@@ -21,7 +21,7 @@ constexpr int sliderLabelWidth = 34;
 constexpr double mostCornerRadius = 0.2;
 constexpr double mostPadding = 0.14;
 
-QHBoxLayout* sliderRow(const QString& label, FractionSlider* slider, QWidget* parent) {
+QHBoxLayout* sliderRow(const QString& label, ContinuousSlider* slider, QWidget* parent) {
     auto* const caption = new CaptionLabel(label, look::captionPixels, parent);
     caption->setFixedWidth(sliderLabelWidth);
     slider->setAccessibleName(label);
@@ -52,8 +52,8 @@ QWidget* BeautifySection::makeRows() {
     preview = new PreviewPicture(holder);
     swatches = new SwatchGrid(holder);
     randomButton = new DiceButton(holder);
-    cornerSlider = new FractionSlider(mostCornerRadius, holder);
-    paddingSlider = new FractionSlider(mostPadding, holder);
+    cornerSlider = new ContinuousSlider({0, mostCornerRadius}, holder);
+    paddingSlider = new ContinuousSlider({0, mostPadding}, holder);
     shadowSwitch = new Switch(QStringLiteral("投影"), holder);
 
     auto* const column = new QVBoxLayout(holder);
@@ -87,8 +87,8 @@ void BeautifySection::showState(const ControlState& state) {
                        .padding = state.padding,
                        .shadowEnabled = state.shadowEnabled});
     swatches->showIndex(state.backgroundIndex);
-    cornerSlider->showFraction(state.cornerRadius);
-    paddingSlider->showFraction(state.padding);
+    cornerSlider->showNumber(state.cornerRadius);
+    paddingSlider->showNumber(state.padding);
     shadowSwitch->showOn(state.shadowEnabled);
     rows->setVisible(state.beautifyEnabled);
 

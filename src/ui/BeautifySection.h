@@ -10,7 +10,7 @@
 
 namespace quillet {
 
-class FractionSlider;
+class ContinuousSlider;
 class PanelButton;
 class PreviewPicture;
 class SwatchGrid;
@@ -43,8 +43,8 @@ private:
     PreviewPicture* preview;
     SwatchGrid* swatches;
     PanelButton* randomButton;
-    FractionSlider* cornerSlider;
-    FractionSlider* paddingSlider;
+    ContinuousSlider* cornerSlider;
+    ContinuousSlider* paddingSlider;
     Switch* shadowSwitch;
 };
 

@@ -114,6 +114,12 @@ xcb_window_t Desk::addOwn(WindowOptions wanted) {
 
 xcb_window_t Desk::addOther(const WindowOptions& wanted) { return others->add(wanted); }
 
+void Desk::listOther(WindowOptions wanted) {
+    wanted.paint = magenta;
+    wanted.takesFocus = false;
+    listedWindows.push_back(others->create(wanted));
+}
+
 void Desk::hideOwn() {
     for (const xcb_window_t window : ownWindows)
         own->hide(window);
@@ -141,14 +147,16 @@ bool Desk::record(const CaptureOptions& wanted) {
     std::ranges::sort(monitors, {}, [](const Monitor& each) { return each.rect.x; });
     const Monitor& monitor = monitors.at(wanted.monitor);
     recordedArea = monitor.rect;
-    session->movePointer(recordedArea.right() - 1, recordedArea.bottom() / 2);
+    parkPointer();
     square = others->add({.rect = {recordedArea.right() - squareSide - 2, recordedArea.bottom() - squareSide - 2,
                                    squareSide, squareSide},
                           .paint = plainColour,
                           .seed = 0x002000});
     const Size size{static_cast<double>(recordedArea.width), static_cast<double>(recordedArea.height)};
-    return recording->start(factory(), monitor.id, size, wanted.fps, wanted.listed);
+    return recording->start(factory(), monitor.id, size, wanted.fps, {listedWindows.begin(), listedWindows.end()});
 }
+
+void Desk::parkPointer() { session->movePointer(recordedArea.right() - 1, recordedArea.bottom() / 2); }
 
 Picture Desk::recordedNow() {
     // Counts upwards in red and blue, always less than the green, and never the colour before.
@@ -215,6 +223,7 @@ std::vector<PixelRect> Desk::surroundingsOfOurs() const {
 
 Expectation Desk::expectationAfterChanges(Picture picture) const {
     Expectation wanted = expectation(std::move(picture));
+    wanted.tolerance = tolerance;
     if (setup.effects == Effects::none) return wanted;
     const std::vector<PixelRect> excepted = surroundingsOfOurs();
     wanted.ignored.insert(wanted.ignored.end(), excepted.begin(), excepted.end());

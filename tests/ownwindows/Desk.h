@@ -32,7 +32,6 @@ struct DeskOptions {
 
 struct CaptureOptions {
     int fps = 60;
-    std::set<std::uint32_t> listed = {}; ///< windows of others to be left out
     std::size_t monitor = 0;
 };
 
@@ -51,12 +50,14 @@ public:
     xcb_window_t addOther(const WindowOptions& options);
     void hideOwn();
     [[nodiscard]] bool showOwn();
-    /// Leaves out a window that is listed, and treats it as ours from here on.
-    void countAsOwn(xcb_window_t window) { listedWindows.push_back(window); }
+    /// Makes a window of the other program's that the recording shall leave out; to be called before it begins. Not
+    /// shown before showOwn().
+    void listOther(WindowOptions options);
 
     void setWallpaper(Wallpaper wallpaper, std::uint32_t seed);
     /// Starts recording.
     [[nodiscard]] bool record(const CaptureOptions& options = {});
+    void parkPointer(); ///< where no comparison looks
     /// Has the other program paint a small square in the corner in a colour of its own, waits until a frame shows it
     /// and gives that frame: it is later than everything that has happened before. An empty picture if that never
     /// comes.
@@ -96,6 +97,7 @@ public:
     FrameJudge judge;
     std::unique_ptr<FrameReceiver> recording;
     std::vector<xcb_window_t> ownWindows;
+    int tolerance = 0; ///< by which a channel may differ after changes
 
 private:
     void setMonitors();

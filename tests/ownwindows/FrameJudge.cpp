@@ -25,6 +25,15 @@ std::string hex(std::uint32_t pixel) {
     return text;
 }
 
+bool isWithin(int tolerance, std::uint32_t one, std::uint32_t other) {
+    if (one == other) return true;
+    if (tolerance == 0) return false;
+    for (const unsigned shift : {0U, 8U, 16U})
+        if (std::abs(static_cast<int>(one >> shift & 0xffU) - static_cast<int>(other >> shift & 0xffU)) > tolerance)
+            return false;
+    return true;
+}
+
 PixelRect tintedPart(const Picture& picture) {
     PixelRect part;
     for (int y = 0; y < picture.height; ++y)
@@ -59,7 +68,7 @@ std::string difference(const Picture& got, const Expectation& expected) {
     std::string first;
     for (int y = 0; y < wanted.height; ++y)
         for (int x = 0; x < wanted.width; ++x) {
-            if (got.at(x, y) == wanted.at(x, y) || !compared.at(x, y)) continue;
+            if (!compared.at(x, y) || isWithin(expected.tolerance, got.at(x, y), wanted.at(x, y))) continue;
             if (count++ == 0) first = hex(got.at(x, y)) + " instead of " + hex(wanted.at(x, y));
             where = where.united({x, y, 1, 1});
         }

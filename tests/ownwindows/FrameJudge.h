@@ -15,7 +15,8 @@ namespace quillet::testing {
 /// A picture, and where a frame need not show it.
 struct Expectation {
     Picture picture;
-    std::vector<PixelRect> ignored;
+    std::vector<PixelRect> ignored = {};
+    int tolerance = 0; ///< by which each channel may differ
 };
 
 /// Where two pictures differ outside `ignored`, in words; empty when nowhere.

@@ -34,7 +34,8 @@ protected:
     /// Ours were to be seen on the display meanwhile, and no frame showed them or was wrong in another way.
     void noFrameWasWrong() {
         EXPECT_GT(desk.recordedNow().width, 0);
-        EXPECT_GT(watch->tintedReads(), 0) << "the display never showed ours: nothing to prove";
+        EXPECT_TRUE(eventually([this] { return watch->tintedReads() > 0; }))
+            << "the display never showed ours: nothing to prove";
         desk.proveEveryFrameClean();
         desk.judge.expect(std::nullopt);
     }
@@ -80,12 +81,12 @@ TEST_P(InMotion, stormOfOwnMovesChangesNoFrame) {
 
 TEST_P(InMotion, ownThatComeAndGoChangeNoFrame) {
     nothingElseMoves();
-    const xcb_window_t panel = desk.addOwn({.rect = {100, 80, 260, 200}, .handling = Handling::managed});
+    const xcb_window_t panel = desk.addOwn({.rect = {20, 40, 260, 200}, .handling = Handling::managed});
     paced({12, 1500ms}, [&](int step) {
         if (step % 4 == 0) desk.own->hide(panel);
         if (step % 4 == 2) desk.own->map(panel);
         const xcb_window_t menu = desk.own->add(
-            {.rect = {200 + step * 5, 100, 90, 160}, .paint = magenta, .type = "_NET_WM_WINDOW_TYPE_POPUP_MENU"});
+            {.rect = {400 + step * 5, 100, 90, 160}, .paint = magenta, .type = "_NET_WM_WINDOW_TYPE_POPUP_MENU"});
         EXPECT_NE(menu, 0U);
         if (step % 3 == 0) desk.own->repaint(menu, 1);
         desk.own->destroy(menu);
@@ -209,6 +210,8 @@ TEST_P(InMotion, othersThatChangeShapeAndOpacityAreRecorded) {
         desk.others->setOpacity(upper, 0.3 + 0.02 * step);
     });
     desk.others->setOutline(lower, Outline::disc);
+    // A fade ends next to the opacity that was asked for, not always at it.
+    if (GetParam().name == "xcompmgrFades") desk.tolerance = 1;
     noFrameWasWrong();
     desk.proveRecordedEqualsHidden();
 }
@@ -231,8 +234,15 @@ TEST_P(InMotion, fadesShowNothingOfOurs) {
     desk.proveEveryFrameClean();
 }
 
-TEST_P(InMotion, ownRepaintsMakeFramesWithoutDamageAndNoMoreThanWanted) {
-    desk.recording->stop();
+INSTANTIATE_TEST_SUITE_P(On, InMotion, ::testing::ValuesIn(chosenSetups()),
+                         [](const auto& each) { return each.param.name; });
+
+class Repainted : public ::testing::TestWithParam<Setup> {};
+
+TEST_P(Repainted, ownMakeFramesWithoutDamageAndNoMoreThanWanted) {
+    Desk desk(GetParam());
+    ASSERT_TRUE(desk.isReady());
+    desk.addOther({.rect = {60, 60, 320, 240}, .seed = 2});
     const xcb_window_t panel = desk.addOwn({.rect = {150, 100, 300, 240}});
     ASSERT_TRUE(desk.waitUntilItShowsOurs());
     ASSERT_TRUE(desk.record({.fps = 30}));
@@ -248,11 +258,11 @@ TEST_P(InMotion, ownRepaintsMakeFramesWithoutDamageAndNoMoreThanWanted) {
         const auto damage = desk.recording->damageOf(frame);
         EXPECT_TRUE(damage && damage->isEmpty()) << "frame " << frame;
     }
-    noFrameWasWrong();
+    desk.proveEveryFrameClean();
     desk.proveRecordedEqualsHidden();
 }
 
-INSTANTIATE_TEST_SUITE_P(On, InMotion, ::testing::ValuesIn(chosenSetups()),
+INSTANTIATE_TEST_SUITE_P(On, Repainted, ::testing::ValuesIn(chosenSetups()),
                          [](const auto& each) { return each.param.name; });
 
 } // namespace

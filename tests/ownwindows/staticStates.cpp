@@ -145,15 +145,6 @@ void ownOfEveryKind(Desk& desk) {
     desk.addOwn({.rect = {60, 40, 100, 80}, .border = 4, .opacity = 0.5});
 }
 
-void listedOfOthers(Desk& desk) {
-    desk.addOther({.rect = {100, 80, 300, 200}, .seed = 2});
-    const xcb_window_t listed =
-        desk.addOther({.rect = middle, .paint = magenta, .handling = Handling::managed, .takesFocus = false});
-    desk.countAsOwn(listed);
-    const xcb_window_t popup = desk.addOther({.rect = {400, 90, 120, 120}, .paint = magenta});
-    desk.countAsOwn(popup);
-}
-
 // A process number is a claim that anybody can make.
 void claimsToBeOurs(Desk& desk) {
     addPlainOwn(desk);
@@ -228,8 +219,8 @@ INSTANTIATE_TEST_SUITE_P(
             StaticState{"wallpaperWithoutProperty", nothingBeneath, {.wallpaper = Wallpaper::withoutProperty}},
             StaticState{"popupsOfOthersAbove", popupsOfOthersAbove}, StaticState{"menusOfOurs", menusOfOurs},
             StaticState{"layersInTurn", layersInTurn}, StaticState{"ownOfEveryKind", ownOfEveryKind},
-            StaticState{"listedOfOthers", listedOfOthers}, StaticState{"claimsToBeOurs", claimsToBeOurs},
-            StaticState{"beyondTheEdges", beyondTheEdges}, StaticState{"largerThanTheScreen", largerThanTheScreen},
+            StaticState{"claimsToBeOurs", claimsToBeOurs}, StaticState{"beyondTheEdges", beyondTheEdges},
+            StaticState{"largerThanTheScreen", largerThanTheScreen},
             StaticState{"onTheRightMonitor", acrossTwoMonitors, {.width = 1280, .monitorCount = 2}, {.monitor = 1}},
             StaticState{"hundredsOfWindows", hundredsOfWindows})),
     [](const ::testing::TestParamInfo<StaticCase>& each) {
@@ -248,6 +239,25 @@ TEST_P(AlreadyShown, areAbsentFromTheFirstFrameOn) {
     ASSERT_TRUE(desk.record());
     desk.proveAbsence();
 }
+
+// Windows of others whose numbers the recording is given.
+
+class Listed : public ::testing::TestWithParam<Setup> {};
+
+TEST_P(Listed, windowsOfOthersAreTreatedAsOurs) {
+    Desk desk(GetParam());
+    ASSERT_TRUE(desk.isReady());
+    desk.listOther({.rect = middle, .handling = Handling::managed});
+    desk.listOther({.rect = {400, 90, 120, 120}, .outline = Outline::disc});
+    ASSERT_TRUE(desk.record());
+    desk.addOther({.rect = {100, 80, 300, 200}, .seed = 2});
+    ASSERT_TRUE(desk.showOwn());
+    desk.addOther({.rect = {420, 150, 120, 120}, .seed = 3}); // by the same program, but not listed
+    desk.proveAbsence();
+}
+
+INSTANTIATE_TEST_SUITE_P(On, Listed, ::testing::ValuesIn(chosenSetups()),
+                         [](const auto& each) { return each.param.name; });
 
 INSTANTIATE_TEST_SUITE_P(On, AlreadyShown, ::testing::ValuesIn(chosenSetups()),
                          [](const auto& each) { return each.param.name; });

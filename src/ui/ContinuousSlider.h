@@ -1,4 +1,4 @@
-// FractionSlider.h: a slider over fractions from 0 to a maximum.
+// ContinuousSlider.h: a slider between two numbers.
 #pragma once
 
 #include "ui/FocusShape.h"
@@ -9,20 +9,24 @@
 
 namespace quillet {
 
-/// Continuous to the eye: a thousand places, the first exactly 0 and the last exactly `maximum`. A press jumps to its
+/// Continuous to the eye: a thousand places, the first and the last exactly the range's ends. A press jumps to its
 /// place; arrow keys go two hundredths of the way, page keys a tenth, Home and End to the ends. The wheel is left to
 /// the panel, which scrolls.
 ///
 /// Threads: main.
-class FractionSlider : public QSlider, public FocusShaped {
+class ContinuousSlider : public QSlider, public FocusShaped {
 public:
-    FractionSlider(double maximum, QWidget* parent);
+    struct Range {
+        double least;
+        double most; ///< greater than least
+    };
+    ContinuousSlider(const Range& ends, QWidget* parent);
 
-    /// The user moved it. Where it stays only showFraction() decides.
+    /// The user moved it. Where it stays only showNumber() decides.
     std::function<void(double)> onMove;
 
-    /// The nearest place on the slider; a fraction that is no number counts as 0.
-    void showFraction(double fraction);
+    /// The nearest place on the slider; what is no number counts as the least.
+    void showNumber(double number);
 
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override;
@@ -39,8 +43,8 @@ private:
     [[nodiscard]] QRectF knob() const;
     void moveTo(double x);
 
-    double most;
-    double shown = 0;
+    Range range;
+    double shown;
 };
 
 } // namespace quillet

@@ -1,4 +1,4 @@
-#include "ui/FractionSlider.h"
+#include "ui/ContinuousSlider.h"
 
 #include "ui/look.h"
 
@@ -21,7 +21,8 @@ constexpr int height = 22;
 
 } // namespace
 
-FractionSlider::FractionSlider(double maximum, QWidget* parent) : QSlider(Qt::Horizontal, parent), most(maximum) {
+ContinuousSlider::ContinuousSlider(const Range& ends, QWidget* parent)
+    : QSlider(Qt::Horizontal, parent), range(ends), shown(ends.least) {
     setRange(0, places);
     setSingleStep(places / 50);
     setPageStep(places / 10);
@@ -29,37 +30,38 @@ FractionSlider::FractionSlider(double maximum, QWidget* parent) : QSlider(Qt::Ho
     setAttribute(Qt::WA_Hover);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     connect(this, &QSlider::valueChanged, this, [this](int place) {
-        showFraction(shown);
-        if (onMove) onMove(place == places ? most : most * place / places);
+        showNumber(shown);
+        const auto number = [&] { return range.least + (range.most - range.least) * place / places; };
+        if (onMove) onMove(place == places ? range.most : number());
     });
 }
 
-void FractionSlider::showFraction(double fraction) {
-    shown = fraction;
-    const double share = fraction / most;
+void ContinuousSlider::showNumber(double number) {
+    shown = number;
+    const double share = (number - range.least) / (range.most - range.least);
     const int place = share > 0 ? static_cast<int>(std::lround(std::min(share, 1.0) * places)) : 0;
     const QSignalBlocker quiet(this);
     setValue(place);
 }
 
-QSize FractionSlider::sizeHint() const { return {160, quillet::height}; }
+QSize ContinuousSlider::sizeHint() const { return {160, quillet::height}; }
 
-QSize FractionSlider::minimumSizeHint() const { return {40, quillet::height}; }
+QSize ContinuousSlider::minimumSizeHint() const { return {40, quillet::height}; }
 
-FocusShape FractionSlider::focusShape() const { return {knob(), knobSize / 2}; }
+FocusShape ContinuousSlider::focusShape() const { return {knob(), knobSize / 2}; }
 
-QRectF FractionSlider::knob() const {
+QRectF ContinuousSlider::knob() const {
     const double share = static_cast<double>(value()) / places;
     return {share * (width() - knobSize), (rect().height() - knobSize) / 2, knobSize, knobSize};
 }
 
-void FractionSlider::moveTo(double x) {
+void ContinuousSlider::moveTo(double x) {
     const double share = (x - knobSize / 2) / std::max(1.0, width() - knobSize);
     setValue(static_cast<int>(std::lround(std::clamp(share, 0.0, 1.0) * places)));
     update();
 }
 
-void FractionSlider::paintEvent(QPaintEvent*) {
+void ContinuousSlider::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     if (!isEnabled()) painter.setOpacity(look::disabledOpacity);
     const QRectF place = knob();
@@ -75,22 +77,22 @@ void FractionSlider::paintEvent(QPaintEvent*) {
     painter.drawEllipse(place.adjusted(0.5, 0.5, -0.5, -0.5));
 }
 
-void FractionSlider::mousePressEvent(QMouseEvent* event) {
+void ContinuousSlider::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) return event->ignore();
     setSliderDown(true);
     moveTo(event->position().x());
 }
 
-void FractionSlider::mouseMoveEvent(QMouseEvent* event) {
+void ContinuousSlider::mouseMoveEvent(QMouseEvent* event) {
     if (!isSliderDown()) return event->ignore();
     moveTo(event->position().x());
 }
 
-void FractionSlider::mouseReleaseEvent(QMouseEvent* event) {
+void ContinuousSlider::mouseReleaseEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) return event->ignore();
     setSliderDown(false);
 }
 
-void FractionSlider::wheelEvent(QWheelEvent* event) { event->ignore(); }
+void ContinuousSlider::wheelEvent(QWheelEvent* event) { event->ignore(); }
 
 } // namespace quillet
