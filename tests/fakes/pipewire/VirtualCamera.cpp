@@ -53,7 +53,8 @@ bool VirtualCamera::connect() {
         result.version = PW_VERSION_STREAM_EVENTS;
         result.state_changed = [](void* self, pw_stream_state, pw_stream_state state, const char*) {
             auto& camera = *static_cast<VirtualCamera*>(self);
-            if (state == PW_STREAM_STATE_STREAMING) {
+            camera.isStreaming = state == PW_STREAM_STATE_STREAMING;
+            if (camera.isStreaming) {
                 camera.due = std::chrono::steady_clock::now();
                 camera.schedule();
             } else {
@@ -158,6 +159,11 @@ void VirtualCamera::setSilent(bool isSilent) {
 void VirtualCamera::setDamaged(bool isDamaged) {
     const PipeWireConnection::Lock lock(*connection);
     options.isDamaged = isDamaged;
+}
+
+bool VirtualCamera::isOn() const {
+    const PipeWireConnection::Lock lock(*connection);
+    return isStreaming;
 }
 
 std::optional<CameraFormat> VirtualCamera::sends() const {

@@ -45,7 +45,9 @@ public:
     void setSilent(bool isSilent);
     void setDamaged(bool isDamaged);
 
-    /// What it sends now, when somebody watches.
+    /// Its light is on: somebody watches.
+    [[nodiscard]] bool isOn() const;
+    /// What was agreed on with the one who watches, or who watched a moment ago.
     [[nodiscard]] std::optional<CameraFormat> sends() const;
     [[nodiscard]] std::uint64_t latestNumber() const;
     /// When a picture was handed over, on the monotonic clock; nothing for one that was not.
@@ -67,6 +69,7 @@ private:
     std::chrono::steady_clock::time_point due;
     std::optional<CameraFormat> format;
     std::optional<CameraPainter> painter;
+    bool isStreaming = false;
     std::uint64_t number = 0;
     std::vector<std::chrono::nanoseconds> times; // of firstNumber and those after it
 };

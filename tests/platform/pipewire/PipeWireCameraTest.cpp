@@ -218,7 +218,7 @@ TEST_F(PipeWireCameraTest, takesTheOneOfTheHighestPriority) {
     ASSERT_TRUE(watcher->attach());
     watcher->start();
     EXPECT_TRUE(watcher->seesNumberFrom(20001));
-    EXPECT_FALSE(plain->sends());
+    EXPECT_FALSE(plain->isOn());
 }
 
 TEST_F(PipeWireCameraTest, asksForTheSizeAndPaceThatTheBubbleCanUse) {
@@ -237,12 +237,13 @@ TEST_F(PipeWireCameraTest, isSilentBeforeItsStartAndAfterItsStopAndStartsAgain) 
     const auto camera = plugIn({.offers = {format(CameraLayout::yuy2)}});
     ASSERT_TRUE(camera);
     ASSERT_TRUE(watcher->attach());
-    EXPECT_FALSE(camera->sends());
+    EXPECT_FALSE(camera->isOn());
     watcher->start();
     ASSERT_TRUE(watcher->seesNumberFrom(2));
+    EXPECT_TRUE(camera->isOn());
     watcher->stop();
     const int count = watcher->frameCount();
-    EXPECT_TRUE(eventually([&] { return !camera->sends(); })) << "the camera's light goes out";
+    EXPECT_TRUE(eventually([&] { return !camera->isOn(); }));
     EXPECT_EQ(watcher->frameCount(), count);
     const auto last = static_cast<std::uint32_t>(camera->latestNumber());
     watcher->start();
