@@ -51,7 +51,9 @@ public:
         : server(VirtualXServer::start(
               {static_cast<int>(size.width), static_cast<int>(size.height), 24, std::move(serverArguments)})),
           painter(server->displayName()), window(painter.addWindow({40, 30, 100, 80}, 1)) {}
-    ScreenSourceFactory factory() const override { return xScreenSourceFactory(server->displayName()); }
+    ScreenSourceFactory factory() const override {
+        return xScreenSourceFactory({.displayName = server->displayName()});
+    }
     std::uint32_t displayID() const override { return painter.monitors().front().id; }
     void change(FrameReceiver&) override {
         ++seed;

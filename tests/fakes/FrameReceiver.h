@@ -11,6 +11,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -32,8 +33,9 @@ public:
     explicit FrameReceiver(FrameReceiverHooks hooks = {});
     ~FrameReceiver();
 
-    /// Starts a capture; false with the reason in error().
-    bool start(const ScreenSourceFactory& factory, std::uint32_t displayID, Size pixelSize, int fps = 240);
+    /// Starts a capture without the windows of `excludeWindowIDs`; false with the reason in error().
+    bool start(const ScreenSourceFactory& factory, std::uint32_t displayID, Size pixelSize, int fps = 240,
+               std::set<std::uint32_t> excludeWindowIDs = {});
     /// Destroys the source, on the queue.
     void stop();
 

@@ -1,5 +1,7 @@
 #include "platform/x11/DamageCollector.h"
 
+#include "platform/x11/regions.h"
+
 namespace quillet {
 
 DamageCollector::DamageCollector(const XConnection& server) : connection(server) {
@@ -21,32 +23,30 @@ DamageCollector::~DamageCollector() {
 
 bool DamageCollector::handleEvent(const xcb_generic_event_t& event) {
     if (!damage || (event.response_type & 0x7f) != connection.damage.firstEvent + XCB_DAMAGE_NOTIFY) return false;
+    if (reinterpret_cast<const xcb_damage_notify_event_t&>(event).damage != damage) return false;
     announced = true;
     return true;
 }
 
-PixelRegion DamageCollector::take(const PixelRect& area) {
-    PixelRegion result = std::move(extra);
-    extra.clear();
-    if (mustPoll()) {
-        result.add(area);
-    } else if (announced) {
-        announced = false;
-        xcb_damage_subtract(connection.xcb(), damage, XCB_NONE, parts);
-        if (parts) {
-            const auto reply = owned(xcb_xfixes_fetch_region_reply(
-                connection.xcb(), xcb_xfixes_fetch_region(connection.xcb(), parts), nullptr));
-            if (reply) {
-                const xcb_rectangle_t* rects = xcb_xfixes_fetch_region_rectangles(reply.get());
-                for (int i = 0; i < xcb_xfixes_fetch_region_rectangles_length(reply.get()); ++i)
-                    result.add(PixelRect{rects[i].x, rects[i].y, rects[i].width, rects[i].height}.intersection(area));
-            }
-        } else {
-            result.add(area);
-        }
-    }
-    result.clipTo(area);
-    return result;
+void DamageCollector::request() {
+    wasAsked = announced;
+    if (!announced) return;
+    announced = false;
+    xcb_damage_subtract(connection.xcb(), damage, XCB_NONE, parts);
+    if (parts) asked = xcb_xfixes_fetch_region(connection.xcb(), parts);
+}
+
+QRegion DamageCollector::collect(const QRect& area) {
+    if (mustPoll()) return area;
+    if (!wasAsked) return {};
+    wasAsked = false;
+    if (!asked) return area;
+    const auto reply = owned(xcb_xfixes_fetch_region_reply(connection.xcb(), *asked, nullptr));
+    asked.reset();
+    if (!reply) return {};
+    return regionOf(xcb_xfixes_fetch_region_rectangles(reply.get()),
+                    static_cast<std::size_t>(xcb_xfixes_fetch_region_rectangles_length(reply.get()))) &
+           area;
 }
 
 } // namespace quillet

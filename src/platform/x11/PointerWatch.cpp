@@ -15,11 +15,17 @@ PointerWatch::PointerWatch(const XConnection& server) : connection(server) {
         noteFallback("the X server has no XInput 2; the pointer moves only with other changes.");
         return;
     }
+    selectMotion(Motion::announced);
+}
+
+void PointerWatch::selectMotion(Motion motion) {
     struct {
         xcb_input_event_mask_t head;
         std::uint32_t mask;
-    } const rawMotion{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, XCB_INPUT_XI_EVENT_MASK_RAW_MOTION};
+    } const rawMotion{{XCB_INPUT_DEVICE_ALL_MASTER, 1},
+                      motion == Motion::announced ? std::uint32_t{XCB_INPUT_XI_EVENT_MASK_RAW_MOTION} : 0U};
     xcb_input_xi_select_events(connection.xcb(), connection.root(), 1, &rawMotion.head);
+    isSilent = motion == Motion::silent;
 }
 
 bool PointerWatch::handleEvent(const xcb_generic_event_t& event) {
@@ -33,6 +39,7 @@ bool PointerWatch::handleEvent(const xcb_generic_event_t& event) {
         if (generic.extension != connection.input.majorOpcode || generic.event_type != XCB_INPUT_RAW_MOTION)
             return false;
         moved = true;
+        if (!isSilent) selectMotion(Motion::silent);
         return true;
     }
     return false;
@@ -40,6 +47,7 @@ bool PointerWatch::handleEvent(const xcb_generic_event_t& event) {
 
 void PointerWatch::request() {
     moved = false;
+    if (isSilent) selectMotion(Motion::announced); // before the question, so that no motion falls between
     place = xcb_query_pointer(connection.xcb(), connection.root());
     if (imageChanged) picture = xcb_xfixes_get_cursor_image(connection.xcb());
     imageChanged = false;

@@ -14,7 +14,8 @@ namespace quillet {
 /// The pointer of one display, in pixels of its root window.
 ///
 /// A moving pointer is announced through XInput 2's raw motion; a jump that a program orders is not, and is seen with
-/// the next frame. Without XFIXES there is no picture of it, and nothing is announced. Threads: the connection's.
+/// the next frame. A mouse may report a thousand times a second: after the first report there is silence until the next
+/// request(). Without XFIXES there is no picture of it, and nothing is announced. Threads: the connection's.
 class PointerWatch {
 public:
     struct State {
@@ -36,7 +37,11 @@ public:
     [[nodiscard]] std::optional<State> collect();
 
 private:
+    enum class Motion { announced, silent };
+    void selectMotion(Motion motion);
+
     const XConnection& connection;
+    bool isSilent = false;
     bool moved = true;
     bool imageChanged = true;
     xcb_query_pointer_cookie_t place{};

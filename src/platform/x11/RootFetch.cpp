@@ -95,37 +95,40 @@ bool RootFetch::shareSegment(std::size_t bytes) {
     return true;
 }
 
-void RootFetch::request(const std::vector<PixelRect>& rects) {
+void RootFetch::request(const std::vector<FetchOrder>& orders) {
     pieces.clear();
     replies.clear();
     pending.clear();
     std::size_t offset = 0;
-    for (const PixelRect& rect : rects) {
+    for (const FetchOrder& order : orders) {
         if (!segment) {
-            requestOverConnection(rect);
+            requestOverConnection(order);
             continue;
         }
-        const auto cookie = xcb_shm_get_image(connection.xcb(), connection.root(), static_cast<std::int16_t>(rect.x),
-                                              static_cast<std::int16_t>(rect.y), static_cast<std::uint16_t>(rect.width),
-                                              static_cast<std::uint16_t>(rect.height), allPlanes,
-                                              XCB_IMAGE_FORMAT_Z_PIXMAP, segment, static_cast<std::uint32_t>(offset));
-        pending.push_back({rect, offset, cookie.sequence});
+        const PixelRect& rect = order.rect;
+        const auto cookie = xcb_shm_get_image(
+            connection.xcb(), order.drawable ? order.drawable : connection.root(),
+            static_cast<std::int16_t>(rect.x - order.originX), static_cast<std::int16_t>(rect.y - order.originY),
+            static_cast<std::uint16_t>(rect.width), static_cast<std::uint16_t>(rect.height), allPlanes,
+            XCB_IMAGE_FORMAT_Z_PIXMAP, segment, static_cast<std::uint32_t>(offset));
+        pending.push_back({rect, order.drawable == 0, offset, cookie.sequence});
         offset += static_cast<std::size_t>(rect.area()) * 4;
     }
 }
 
-void RootFetch::requestOverConnection(const PixelRect& rect) {
+void RootFetch::requestOverConnection(const FetchOrder& order) {
+    const PixelRect& rect = order.rect;
     const std::size_t rowBytes = static_cast<std::size_t>(rect.width) * 4;
     const std::size_t limit =
         std::min(largestPiece, static_cast<std::size_t>(xcb_get_maximum_request_length(connection.xcb())) * 4 - 64);
     const int rows = static_cast<int>(std::max<std::size_t>(1, limit / rowBytes));
     for (int y = rect.y; y < rect.bottom(); y += rows) {
         const PixelRect piece{rect.x, y, rect.width, std::min(rows, rect.bottom() - y)};
-        const auto cookie =
-            xcb_get_image(connection.xcb(), XCB_IMAGE_FORMAT_Z_PIXMAP, connection.root(),
-                          static_cast<std::int16_t>(piece.x), static_cast<std::int16_t>(piece.y),
-                          static_cast<std::uint16_t>(piece.width), static_cast<std::uint16_t>(piece.height), allPlanes);
-        pending.push_back({piece, 0, cookie.sequence});
+        const auto cookie = xcb_get_image(
+            connection.xcb(), XCB_IMAGE_FORMAT_Z_PIXMAP, order.drawable ? order.drawable : connection.root(),
+            static_cast<std::int16_t>(piece.x - order.originX), static_cast<std::int16_t>(piece.y - order.originY),
+            static_cast<std::uint16_t>(piece.width), static_cast<std::uint16_t>(piece.height), allPlanes);
+        pending.push_back({piece, order.drawable == 0, 0, cookie.sequence});
     }
 }
 
@@ -133,20 +136,20 @@ RootFetch::Result RootFetch::collect() {
     bool complete = true;
     for (const Pending& piece : pending) {
         xcb_generic_error_t* problem = nullptr;
-        const std::byte* pixels = nullptr;
+        std::byte* pixels = nullptr;
         if (segment) {
             const auto reply = owned(xcb_shm_get_image_reply(connection.xcb(), {piece.sequence}, &problem));
             if (reply) pixels = memory + piece.offset;
         } else {
             auto reply = owned(xcb_get_image_reply(connection.xcb(), {piece.sequence}, &problem));
             if (reply && static_cast<std::int64_t>(xcb_get_image_data_length(reply.get())) >= piece.rect.area() * 4) {
-                pixels = reinterpret_cast<const std::byte*>(xcb_get_image_data(reply.get()));
+                pixels = reinterpret_cast<std::byte*>(xcb_get_image_data(reply.get()));
                 replies.push_back(std::move(reply));
             }
         }
         const auto error = owned(problem);
         if (pixels)
-            pieces.push_back({piece.rect, pixels, static_cast<std::size_t>(piece.rect.width) * 4});
+            pieces.push_back({piece.rect, piece.fromRoot, pixels, static_cast<std::size_t>(piece.rect.width) * 4});
         else
             complete = false; // go on: every reply must be taken, or it stays in the library's queue
     }

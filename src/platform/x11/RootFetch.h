@@ -1,4 +1,4 @@
-// RootFetch.h: pixels of the root window, as many rectangles as wanted in one round trip.
+// RootFetch.h: pixels of the screen, as many rectangles as wanted in one round trip.
 #pragma once
 
 #include "media/PixelRect.h"
@@ -14,10 +14,20 @@
 
 namespace quillet {
 
+/// Pixels that are wanted: those of `rect` of the root window, from the root itself or from a pixmap that shows them
+/// with its corner at (originX, originY) of the root.
+struct FetchOrder {
+    PixelRect rect;
+    xcb_drawable_t drawable = 0; ///< 0: the root itself
+    int originX = 0;
+    int originY = 0;
+};
+
 /// Pixels that have arrived: rows of `rect`, top row first. Valid until the next request().
 struct FetchedPixels {
-    PixelRect rect; ///< of the root window
-    const std::byte* pixels = nullptr;
+    PixelRect rect;              ///< of the root window
+    bool fromRoot = true;        ///< or from a pixmap
+    std::byte* pixels = nullptr; ///< may be changed
     std::size_t strideBytes = 0;
 };
 
@@ -31,16 +41,16 @@ public:
     enum class Result { complete, refused, lost };
 
     /// Through memory shared with the server where that works, else over the connection, which a line on standard error
-    /// says. `pixels` is the most that one request asks for. Null with the reason in `error`.
+    /// says. `pixels` is the most that one request() asks for. Null with the reason in `error`.
     [[nodiscard]] static std::unique_ptr<RootFetch> make(const XConnection& connection, std::size_t pixels,
                                                          Error& error);
     ~RootFetch();
     RootFetch(const RootFetch&) = delete;
     RootFetch& operator=(const RootFetch&) = delete;
 
-    /// Asks for rectangles of the root, which must lie inside it and be no more than `pixels` together. Sends; does not
-    /// wait.
-    void request(const std::vector<PixelRect>& rects);
+    /// Asks for rectangles, which must lie inside what they are asked from and be no more than `pixels` together.
+    /// Sends; does not wait.
+    void request(const std::vector<FetchOrder>& orders);
     /// Waits for what was asked for. Refused: the root has become smaller meanwhile; nothing has arrived.
     [[nodiscard]] Result collect();
     [[nodiscard]] const std::vector<FetchedPixels>& arrived() const { return pieces; }
@@ -50,6 +60,7 @@ public:
 private:
     struct Pending {
         PixelRect rect;
+        bool fromRoot = true;
         std::size_t offset = 0;
         unsigned sequence = 0; // of the request, whose kind `segment` tells
     };
@@ -58,7 +69,7 @@ private:
     [[nodiscard]] bool shareMemory(std::size_t bytes);
     [[nodiscard]] bool shareDescriptor(std::size_t bytes);
     [[nodiscard]] bool shareSegment(std::size_t bytes);
-    void requestOverConnection(const PixelRect& rect);
+    void requestOverConnection(const FetchOrder& order);
 
     const XConnection& connection;
     xcb_shm_seg_t segment = 0; // 0: over the connection

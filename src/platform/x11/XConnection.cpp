@@ -1,7 +1,10 @@
 #include "platform/x11/XConnection.h"
 
+#include <xcb/composite.h>
 #include <xcb/damage.h>
 #include <xcb/randr.h>
+#include <xcb/render.h>
+#include <xcb/shape.h>
 #include <xcb/shm.h>
 #include <xcb/xfixes.h>
 #include <xcb/xinput.h>
@@ -55,6 +58,7 @@ std::unique_ptr<XConnection> XConnection::open(const std::string& displayName, E
         return nullptr;
     }
     connection->screen = screenNumbered(xcb_get_setup(connection->xcb()), number);
+    connection->number = number;
     if (!connection->hasSupportedPixels(error)) return nullptr;
     connection->local = isUnixSocket(xcb_get_file_descriptor(connection->xcb()));
     connection->negotiate();
@@ -92,13 +96,17 @@ XExtension XConnection::extension(xcb_extension_t& id) const {
 
 void XConnection::negotiate() {
     xcb_connection_t* const c = xcb();
-    for (xcb_extension_t* id : {&xcb_shm_id, &xcb_damage_id, &xcb_xfixes_id, &xcb_randr_id, &xcb_input_id})
+    for (xcb_extension_t* id : {&xcb_shm_id, &xcb_damage_id, &xcb_xfixes_id, &xcb_randr_id, &xcb_input_id,
+                                &xcb_composite_id, &xcb_render_id, &xcb_shape_id})
         xcb_prefetch_extension_data(c, id);
     shm = extension(xcb_shm_id);
     damage = extension(xcb_damage_id);
     fixes = extension(xcb_xfixes_id);
     randr = extension(xcb_randr_id);
     input = extension(xcb_input_id);
+    composite = extension(xcb_composite_id);
+    render = extension(xcb_render_id);
+    shape = extension(xcb_shape_id);
 
     if (shm.present) {
         const auto reply = owned(xcb_shm_query_version_reply(c, xcb_shm_query_version(c), nullptr));
@@ -123,7 +131,32 @@ void XConnection::negotiate() {
         const auto reply = owned(xcb_input_xi_query_version_reply(c, xcb_input_xi_query_version(c, 2, 2), nullptr));
         if (!reply || reply->major_version < 2) input = {};
     }
+    if (composite.present) {
+        const auto reply = owned(xcb_composite_query_version_reply(c, xcb_composite_query_version(c, 0, 4), nullptr));
+        // Windows' pictures have had names since 0.2.
+        if (!reply || (reply->major_version == 0 && reply->minor_version < 2)) composite = {};
+    }
+    if (render.present) {
+        const auto reply = owned(xcb_render_query_version_reply(c, xcb_render_query_version(c, 0, 11), nullptr));
+        // Plain colours have been sources since 0.10.
+        if (!reply || (reply->major_version == 0 && reply->minor_version < 10)) render = {};
+    }
     insideWayland = hasXwaylandExtension() || hasXwaylandOutputs();
+}
+
+std::vector<xcb_atom_t> XConnection::atoms(const std::vector<std::string>& names) const {
+    std::vector<xcb_intern_atom_cookie_t> cookies;
+    constexpr std::uint8_t evenIfNew = 0;
+    cookies.reserve(names.size());
+    for (const std::string& name : names)
+        cookies.push_back(xcb_intern_atom(xcb(), evenIfNew, static_cast<std::uint16_t>(name.size()), name.c_str()));
+    std::vector<xcb_atom_t> found;
+    found.reserve(names.size());
+    for (const xcb_intern_atom_cookie_t cookie : cookies) {
+        const auto reply = owned(xcb_intern_atom_reply(xcb(), cookie, nullptr));
+        found.push_back(reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE});
+    }
+    return found;
 }
 
 bool XConnection::hasXwaylandExtension() const {

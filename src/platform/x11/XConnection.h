@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quillet {
 
@@ -32,6 +33,11 @@ public:
 
     [[nodiscard]] xcb_connection_t* xcb() const { return handle.get(); }
     [[nodiscard]] xcb_window_t root() const { return screen->root; }
+    [[nodiscard]] std::uint8_t rootDepth() const { return screen->root_depth; }
+    [[nodiscard]] xcb_visualid_t rootVisual() const { return screen->root_visual; }
+    [[nodiscard]] int screenNumber() const { return number; }
+    /// The numbers of names, in their order, in one round trip.
+    [[nodiscard]] std::vector<xcb_atom_t> atoms(const std::vector<std::string>& names) const;
     /// Whether the server has gone; nothing works any more then.
     [[nodiscard]] bool isLost() const { return xcb_connection_has_error(handle.get()) != 0; }
     /// Whether this server only serves old programs inside a Wayland session, where it cannot see the desktop.
@@ -46,6 +52,14 @@ public:
     XExtension randr;           ///< 1.2 or later: announces changes
     bool randrMonitors = false; ///< 1.5 or later: knows monitors
     XExtension input;           ///< XInput 2: motion of the pointer, wherever it is
+    XExtension composite;       ///< 0.2 or later: windows' own pictures
+    XExtension render;
+    XExtension shape;
+
+    /// Whether what lies beneath a window can be drawn without it.
+    [[nodiscard]] bool canLookBeneathWindows() const {
+        return composite.present && damage.present && fixes.present && render.present && shape.present;
+    }
 
 private:
     XConnection() = default;
@@ -57,6 +71,7 @@ private:
 
     XcbConnectionHandle handle;
     const xcb_screen_t* screen = nullptr;
+    int number = 0; // of the screen
     bool local = false;
     bool insideWayland = false;
 };

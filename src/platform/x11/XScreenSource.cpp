@@ -1,6 +1,5 @@
 #include "platform/x11/XScreenSource.h"
 
-#include "platform/TileDifference.h"
 #include "platform/x11/captureArea.h"
 #include "platform/x11/monitors.h"
 
@@ -23,19 +22,19 @@ constexpr std::int64_t largestSide = std::numeric_limits<std::int16_t>::max();
 
 } // namespace
 
-XScreenSource::XScreenSource(SerialQueue& ownQueue, ScreenSourceOptions wanted)
-    : queue(ownQueue), options(std::move(wanted)), pacing(options.fps) {}
+XScreenSource::XScreenSource(XScreenSourceSetup given, SerialQueue& ownQueue, ScreenSourceOptions wanted)
+    : setup(std::move(given)), queue(ownQueue), options(std::move(wanted)), pacing(options.fps) {}
 
-std::unique_ptr<XScreenSource> XScreenSource::make(const std::string& displayName, SerialQueue& queue,
+std::unique_ptr<XScreenSource> XScreenSource::make(XScreenSourceSetup setup, SerialQueue& queue,
                                                    ScreenSourceOptions options, Error& error) {
-    std::unique_ptr<XScreenSource> source(new XScreenSource(queue, std::move(options)));
+    std::unique_ptr<XScreenSource> source(new XScreenSource(std::move(setup), queue, std::move(options)));
     const std::int64_t width = truncated(source->options.pixelSize.width, "the width of a display");
     const std::int64_t height = truncated(source->options.pixelSize.height, "the height of a display");
     if (width < 1 || height < 1 || width > largestSide || height > largestSide) {
         error = {"Quillet", 5, "The display has no usable size."};
         return nullptr;
     }
-    source->connection = XConnection::open(displayName, error);
+    source->connection = XConnection::open(source->setup.displayName, error);
     if (!source->connection) return nullptr;
     if (source->connection->isXwayland()) {
         error = {"Quillet", 4, "Recording in a Wayland session is not supported yet; log in to an X11 session."};
@@ -47,8 +46,12 @@ std::unique_ptr<XScreenSource> XScreenSource::make(const std::string& displayNam
         error = {"Quillet", 5, "There is not enough memory for a picture of the display."};
         return nullptr;
     }
-    source->fetch = RootFetch::make(*source->connection, static_cast<std::size_t>(width * height), error);
-    if (!source->fetch) return nullptr;
+    source->picture = CleanPicture::make(*source->connection,
+                                         {.setup = source->setup,
+                                          .listed = source->options.excludeWindowIDs,
+                                          .pixels = static_cast<std::size_t>(width * height)},
+                                         error);
+    if (!source->picture) return nullptr;
     source->selectEvents();
     source->geometryChanged = true;
     source->scheduleTick(FramePacing::Clock::now());
@@ -73,32 +76,33 @@ bool XScreenSource::findDisplay(Error& error) {
 }
 
 void XScreenSource::selectEvents() {
-    const std::uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
-    xcb_change_window_attributes(connection->xcb(), connection->root(), XCB_CW_EVENT_MASK, &mask);
     if (connection->randr.present)
         xcb_randr_select_input(connection->xcb(), connection->root(),
                                XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE);
-    damage = std::make_unique<DamageCollector>(*connection);
     pointer = std::make_unique<PointerWatch>(*connection);
 }
 
 // The event loop.
 
-bool XScreenSource::isPending() const { return geometryChanged || damage->isPending() || pointer->isPending(); }
+bool XScreenSource::isPending() const { return geometryChanged || picture->isPending() || pointer->isPending(); }
 
 void XScreenSource::waitForEvents() {
     drainEvents(); // what came along with replies does not make the descriptor readable again
     if (connection->isLost()) return end();
-    if (isPending()) return scheduleTick(pacing.due());
-    if (isWatching) return;
-    queue.watch(xcb_get_file_descriptor(connection->xcb()), [this] { onReadable(); });
+    if (!isWatching) queue.watch(xcb_get_file_descriptor(connection->xcb()), [this] { onReadable(); });
     isWatching = true;
+    scheduleNext();
+}
+
+void XScreenSource::scheduleNext() {
+    if (isPending()) return scheduleTick(pacing.due());
+    if (const auto expiry = picture->nextExpiry()) scheduleTick(std::max(*expiry, pacing.due()));
 }
 
 void XScreenSource::scheduleTick(FramePacing::Clock::time_point when) {
-    // Nothing that arrives meanwhile changes when the tick is due, and a mouse may report a thousand times a second.
-    if (isWatching) queue.unwatch(xcb_get_file_descriptor(connection->xcb()));
-    isWatching = false;
+    if (timer && timerDue <= when) return;
+    if (timer) queue.cancel(timer);
+    timerDue = when;
     timer = queue.after(when, [this] {
         timer = 0;
         tick();
@@ -108,32 +112,32 @@ void XScreenSource::scheduleTick(FramePacing::Clock::time_point when) {
 void XScreenSource::onReadable() {
     drainEvents();
     if (connection->isLost()) return end();
-    if (!isPending()) return;
-    if (FramePacing::Clock::now() < pacing.due())
-        scheduleTick(pacing.due());
-    else
-        tick();
+    if (isPending() && FramePacing::Clock::now() >= pacing.due()) return tick();
+    scheduleNext();
 }
 
 void XScreenSource::drainEvents() {
     while (const auto event = owned(xcb_poll_for_event(connection->xcb())))
         handleEvent(*event);
+    xcb_flush(connection->xcb()); // events make us watch more, and sooner is better
 }
 
 void XScreenSource::handleEvent(const xcb_generic_event_t& event) {
-    if (damage->handleEvent(event) || pointer->handleEvent(event)) return;
+    if (picture->handleEvent(event) || pointer->handleEvent(event)) return;
     const int type = event.response_type & 0x7f;
     const bool isRandr =
         connection->randr.present && (type == connection->randr.firstEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
                                       type == connection->randr.firstEvent + XCB_RANDR_NOTIFY);
     if (type == XCB_CONFIGURE_NOTIFY || isRandr) geometryChanged = true;
     // Errors of requests that nobody waits for arrive here as well: each such request can only fail together with one
-    // that somebody waits for.
+    // that somebody waits for, or because its window is gone.
 }
 
 // One tick.
 
 void XScreenSource::tick() {
+    if (timer) queue.cancel(timer);
+    timer = 0;
     drainEvents();
     PixelBuffer* const frame = frames->writable();
     if (!frame) { // everything is lent: what is pending stays so
@@ -141,13 +145,15 @@ void XScreenSource::tick() {
         return waitForEvents();
     }
     if (geometryChanged) readGeometry();
-    if (fetchPixels(collectDamage())) {
-        PixelRegion changed = updatePicture(*frame);
-        if (isWhole || !changed.isEmpty()) {
-            const std::weak_ptr<const bool> stillAlive = alive;
-            deliver(std::move(changed));
-            if (stillAlive.expired()) return;
-        }
+    const bool arrived = fetchPixels();
+    // A repaint of ours is worth a frame, for what is laid over the picture (the camera) may follow it.
+    const bool ownRepaint = picture->takeOwnRepaint();
+    PixelRegion changed;
+    if (arrived) changed = updatePicture(*frame);
+    if ((arrived && isWhole) || !changed.isEmpty() || (ownRepaint && !isWhole)) {
+        const std::weak_ptr<const bool> stillAlive = alive;
+        deliver(std::move(changed));
+        if (stillAlive.expired()) return;
     }
     waitForEvents();
 }
@@ -166,30 +172,30 @@ void XScreenSource::readGeometry() {
     const PixelRect shown = captureArea(monitor, {0, 0, root->width, root->height}, bounds.width, bounds.height);
     if (shown != area) mustClear = true;
     area = shown;
-    PixelRegion everything;
-    everything.add(area);
-    damage->add(everything);
+    picture->show(area);
 }
 
-PixelRegion XScreenSource::collectDamage() { return damage->isPending() ? damage->take(area) : PixelRegion(); }
-
-bool XScreenSource::fetchPixels(const PixelRegion& wanted) {
-    fetch->request(fetchPlan(wanted, area));
-    pointer->request();
-    fetchedAt = FramePacing::Clock::now();
+bool XScreenSource::fetchPixels() {
+    const CleanPicture::Result result = picture->fetch({.request =
+                                                            [this] {
+                                                                pointer->request();
+                                                                fetchedAt = FramePacing::Clock::now();
+                                                            },
+                                                        .collect = [this] { takePointer(); },
+                                                        .drainEvents = [this] { drainEvents(); }});
     pacing.tookPlaceAt(fetchedAt);
-    const RootFetch::Result result = fetch->collect();
+    if (result == CleanPicture::Result::refused) geometryChanged = true;
+    return result == CleanPicture::Result::complete;
+}
+
+void XScreenSource::takePointer() {
     std::optional<PointerWatch::State> state = pointer->collect();
-    if (result == RootFetch::Result::lost || !state) return false;
-    if (state->image) {
+    if (!state) return;
+    if (state->image && *state->image != cursor.currentImage()) {
         cursor.setImage(std::move(*state->image));
         pointerImageChanged = true;
     }
     pointerState = std::move(*state);
-    if (result == RootFetch::Result::complete) return true;
-    damage->add(wanted);
-    geometryChanged = true;
-    return false;
 }
 
 PixelRegion XScreenSource::updatePicture(PixelBuffer& frame) {
@@ -200,10 +206,7 @@ PixelRegion XScreenSource::updatePicture(PixelBuffer& frame) {
     const PixelRect after = pointerState.isHere ? cursor.placeAt(x, y, shown) : PixelRect();
 
     const bool moved = pointerState.x != drawnX || pointerState.y != drawnY || before != after || pointerImageChanged;
-    const bool uncovered = std::ranges::any_of(fetch->arrived(), [&](const FetchedPixels& piece) {
-        return !piece.rect.offsetBy(-monitor.x, -monitor.y).intersection(before).isEmpty();
-    });
-    const bool redraw = moved || uncovered || mustClear;
+    const bool redraw = moved || mustClear || picture->touches(before.offsetBy(monitor.x, monitor.y));
 
     PixelRegion changed;
     if (redraw) cursor.erase(frame);
@@ -213,8 +216,7 @@ PixelRegion XScreenSource::updatePicture(PixelBuffer& frame) {
         changed.add(frame.bounds());
         mustClear = false;
     }
-    for (const FetchedPixels& piece : fetch->arrived())
-        takeOver(piece.rect.offsetBy(-monitor.x, -monitor.y), piece.pixels, piece.strideBytes, frame, changed);
+    picture->takeInto(frame, monitor.x, monitor.y, changed);
     if (redraw && !after.isEmpty()) cursor.draw(frame, x, y, shown);
     if (moved) {
         changed.add(before);
@@ -248,9 +250,9 @@ void XScreenSource::end() {
     if (receive) receive({"Quillet", 2, "The X server has gone away."});
 }
 
-ScreenSourceFactory xScreenSourceFactory(std::string displayName) {
-    return [name = std::move(displayName)](SerialQueue& queue, ScreenSourceOptions options, Error& error) {
-        return XScreenSource::make(name, queue, std::move(options), error);
+ScreenSourceFactory xScreenSourceFactory(XScreenSourceSetup setup) {
+    return [given = std::move(setup)](SerialQueue& queue, ScreenSourceOptions options, Error& error) {
+        return XScreenSource::make(given, queue, std::move(options), error);
     };
 }
 

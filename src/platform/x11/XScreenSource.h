@@ -6,10 +6,10 @@
 #include "platform/CursorOverlay.h"
 #include "platform/FrameCycle.h"
 #include "platform/FramePacing.h"
-#include "platform/x11/DamageCollector.h"
+#include "platform/x11/CleanPicture.h"
 #include "platform/x11/PointerWatch.h"
-#include "platform/x11/RootFetch.h"
 #include "platform/x11/XConnection.h"
+#include "platform/x11/XScreenSourceSetup.h"
 
 #include <xcb/xcb.h>
 
@@ -21,30 +21,34 @@ namespace quillet {
 /// Frames of the wanted size with the pointer drawn in; where the monitor is smaller they are black, where it is larger
 /// they show its top left part. They follow the monitor when the screen's resolution changes.
 ///
+/// The windows of our own clients and those that were listed are not in the picture; what lies beneath them is. A
+/// repaint of one of ours makes a frame nevertheless, whose damage is empty when nothing else has changed.
+///
 /// On a still screen nothing runs. What changes is fetched at most `fps` times a second, in two round trips (what is
 /// damaged, then the pixels and the pointer), compared with the picture, and delivered if it differs.
 /// Threads: the queue's, on a connection of its own.
 class XScreenSource final : public ScreenSource {
 public:
-    /// `displayName` is empty for the session's own display. Null with the reason in `error`: domain "Quillet", code 1
+    /// Null with the reason in `error`: domain "Quillet", code 1
     /// when the display has no such monitor, 2 when no server answers, 3 when its pixels cannot be read, 4 in a Wayland
     /// session, 5 when memory is short or the frame's size is not usable.
-    [[nodiscard]] static std::unique_ptr<XScreenSource> make(const std::string& displayName, SerialQueue& queue,
+    [[nodiscard]] static std::unique_ptr<XScreenSource> make(XScreenSourceSetup setup, SerialQueue& queue,
                                                              ScreenSourceOptions options, Error& error);
     ~XScreenSource() override;
 
     /// How often the receiver still held a frame when the picture changed.
     [[nodiscard]] std::uint64_t takeovers() const { return frames->takeovers(); }
     /// Whether pixels come through shared memory.
-    [[nodiscard]] bool sharesMemory() const { return fetch->isShared(); }
+    [[nodiscard]] bool sharesMemory() const { return picture->sharesMemory(); }
 
 private:
-    XScreenSource(SerialQueue& queue, ScreenSourceOptions options);
+    XScreenSource(XScreenSourceSetup setup, SerialQueue& queue, ScreenSourceOptions options);
     [[nodiscard]] bool findDisplay(Error& error);
     void selectEvents();
 
-    // The event loop: at any time either the connection is watched or a timer for the next tick runs.
+    // The event loop: the connection is always watched, and when there is something to do a timer runs besides.
     void waitForEvents();
+    void scheduleNext();
     void scheduleTick(FramePacing::Clock::time_point when);
     void onReadable();
     void drainEvents();
@@ -54,20 +58,20 @@ private:
     // One tick, in its steps.
     void tick();
     void readGeometry();
-    [[nodiscard]] PixelRegion collectDamage();
-    /// False when nothing usable has arrived; what was wanted is then wanted again.
-    [[nodiscard]] bool fetchPixels(const PixelRegion& wanted);
+    /// False when nothing usable has arrived; what was wanted is then still wanted.
+    [[nodiscard]] bool fetchPixels();
+    void takePointer();
     /// What has changed in `frame`, which now shows what was fetched.
     [[nodiscard]] PixelRegion updatePicture(PixelBuffer& frame);
     void deliver(PixelRegion changed);
     void end();
 
+    XScreenSourceSetup setup;
     SerialQueue& queue;
     ScreenSourceOptions options;
     std::unique_ptr<XConnection> connection;
-    std::unique_ptr<DamageCollector> damage;
+    std::unique_ptr<CleanPicture> picture;
     std::unique_ptr<PointerWatch> pointer;
-    std::unique_ptr<RootFetch> fetch;
     std::unique_ptr<FrameCycle> frames;
     CursorOverlay cursor;
     FramePacing pacing;
@@ -85,13 +89,13 @@ private:
     std::int64_t lastTime = 0; ///< of the last frame, in liveTimescale
 
     bool isWatching = false;
+    SerialQueue::Clock::time_point timerDue{};
     SerialQueue::TimerId timer = 0; ///< 0: none runs
     bool hasEnded = false;
     // Expires with this object: callbacks may destroy it.
     std::shared_ptr<const bool> alive = std::make_shared<const bool>(true);
 };
 
-/// Captures from the X server `displayName`, or the session's own when it is empty.
-[[nodiscard]] ScreenSourceFactory xScreenSourceFactory(std::string displayName = {});
+[[nodiscard]] ScreenSourceFactory xScreenSourceFactory(XScreenSourceSetup setup = {});
 
 } // namespace quillet

@@ -3,17 +3,11 @@
 
 #include "media/PixelRect.h"
 
-#include <vector>
-
 namespace quillet {
 
 /// The part of the root window that a frame of `width` by `height` pixels shows: the monitor's, from its top left
 /// corner on, as far as the frame, the monitor and the root reach. The rest of the frame stays black. Empty, at the
 /// monitor's corner, when nothing is left.
 [[nodiscard]] PixelRect captureArea(const PixelRect& monitor, const PixelRect& root, int width, int height);
-
-/// Few rectangles around `wanted`, never more pixels together than `area`, which holds them all: what is nearly
-/// everything is fetched as one rectangle.
-[[nodiscard]] std::vector<PixelRect> fetchPlan(const PixelRegion& wanted, const PixelRect& area);
 
 } // namespace quillet

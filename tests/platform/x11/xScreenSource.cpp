@@ -33,7 +33,7 @@ public:
 
     [[nodiscard]] bool start(int fps = 240) { return startMonitor(painter.monitors().front().id, size, fps); }
     [[nodiscard]] bool startMonitor(std::uint32_t id, Size pixelSize, int fps = 240) {
-        return receiver.start(xScreenSourceFactory(server->displayName()), id, pixelSize, fps);
+        return receiver.start(xScreenSourceFactory({.displayName = server->displayName()}), id, pixelSize, fps);
     }
 
     std::unique_ptr<VirtualXServer> server;
@@ -407,7 +407,7 @@ TEST(XScreenSource, knowsNoOtherDisplays) {
 
 TEST(XScreenSource, needsAServer) {
     FrameReceiver receiver;
-    EXPECT_FALSE(receiver.start(xScreenSourceFactory(":30000"), 1, {640, 480}));
+    EXPECT_FALSE(receiver.start(xScreenSourceFactory({.displayName = ":30000"}), 1, {640, 480}));
     EXPECT_EQ(receiver.error(), (Error{"Quillet", 2, "The X server :30000 does not answer."}));
 }
 
@@ -417,7 +417,7 @@ TEST_P(XScreenSourceAtDepth, saysThatItCannotRecord) {
     const auto server = VirtualXServer::start({320, 240, GetParam(), {}});
     ASSERT_NE(server, nullptr);
     FrameReceiver receiver;
-    EXPECT_FALSE(receiver.start(xScreenSourceFactory(server->displayName()), 1, {320, 240}));
+    EXPECT_FALSE(receiver.start(xScreenSourceFactory({.displayName = server->displayName()}), 1, {320, 240}));
     EXPECT_EQ(receiver.error().code, 3);
     EXPECT_THAT(receiver.error().description, HasSubstr("depth of " + std::to_string(GetParam())));
 }
@@ -446,7 +446,7 @@ TEST(XScreenSource, saysThatWaylandSessionsAreNotSupported) {
         return !display.empty();
     }));
     FrameReceiver receiver;
-    EXPECT_FALSE(receiver.start(xScreenSourceFactory(display), 1, {640, 480}));
+    EXPECT_FALSE(receiver.start(xScreenSourceFactory({.displayName = display}), 1, {640, 480}));
     EXPECT_EQ(receiver.error().code, 4);
     EXPECT_THAT(receiver.error().description, HasSubstr("Wayland session is not supported yet"));
     std::filesystem::remove_all(folder);

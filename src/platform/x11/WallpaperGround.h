@@ -1,0 +1,65 @@
+// WallpaperGround.h: the root window's background as a source to draw from.
+#pragma once
+
+#include "media/PixelRect.h"
+#include "platform/x11/LearnedWallpaper.h"
+#include "platform/x11/OwnRegion.h"
+#include "platform/x11/PictureFormats.h"
+#include "platform/x11/RootFetch.h"
+#include "platform/x11/XConnection.h"
+
+#include <QRegion>
+#include <xcb/render.h>
+#include <xcb/xcb.h>
+
+#include <optional>
+
+namespace quillet {
+
+/// When the server composes, the background is whatever it would paint where no window is. It is made to paint it into
+/// a window as large as the root that nobody can see, so this is exact also for plain colours and patterns that no
+/// property tells of. A compositing manager paints the picture that properties of the root name, or one of its own,
+/// which is learned from the screen.
+///
+/// Threads: the connection's.
+class WallpaperGround {
+public:
+    WallpaperGround(const XConnection& connection, const PictureFormats& formats);
+    ~WallpaperGround();
+    WallpaperGround(const WallpaperGround&) = delete;
+    WallpaperGround& operator=(const WallpaperGround&) = delete;
+
+    /// The background may have changed, or the root's size has. The next picture() looks again.
+    void invalidate() { isCurrent = false; }
+    /// Whether learn() has any use.
+    [[nodiscard]] bool isLearning() const { return source == Source::learned; }
+    /// Takes from pixels that have arrived from the screen what shows nothing but background: `bare`.
+    void learn(const FetchedPixels& piece, const QRegion& bare);
+
+    /// The root's background, in pixels of the root. May take a round trip when it is not current.
+    [[nodiscard]] xcb_render_picture_t picture(Compositing compositing);
+
+private:
+    enum class Source { none, server, property, learned };
+    void release();
+    [[nodiscard]] bool readRootSize();
+    void paintByServer();
+    [[nodiscard]] bool usePropertys();
+    void makeLearned();
+    void createPixmap();
+
+    const XConnection& connection;
+    const PictureFormats& formats;
+    bool isCurrent = false;
+    Compositing madeFor = Compositing::byServer;
+    Source source = Source::none;
+    int width = 0; // of the root
+    int height = 0;
+    xcb_pixmap_t pixmap = 0; // ours, or 0
+    xcb_gcontext_t graphics = 0;
+    xcb_render_picture_t paint = 0;
+    LearnedWallpaper learned;
+    std::vector<xcb_atom_t> properties;
+};
+
+} // namespace quillet

@@ -1,0 +1,75 @@
+#include "platform/x11/WindowDamage.h"
+
+#include "platform/x11/regions.h"
+
+namespace quillet {
+
+WindowDamage::WindowDamage(const XConnection& server) : connection(server) {}
+
+WindowDamage::~WindowDamage() {
+    for (const auto& [window, damage] : watches)
+        xcb_damage_destroy(connection.xcb(), damage);
+    for (const xcb_xfixes_region_t region : spare)
+        xcb_xfixes_destroy_region(connection.xcb(), region);
+}
+
+void WindowDamage::watch(std::uint32_t window) {
+    forget(window);
+    const xcb_damage_damage_t damage = xcb_generate_id(connection.xcb());
+    xcb_damage_create(connection.xcb(), damage, window, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+    // A window that can be seen already is reported as drawn, all of it.
+    xcb_damage_subtract(connection.xcb(), damage, XCB_NONE, XCB_NONE);
+    watches.emplace(window, damage);
+}
+
+void WindowDamage::forget(std::uint32_t window) {
+    watches.erase(window);
+    flagged.erase(window);
+}
+
+bool WindowDamage::handleEvent(const xcb_generic_event_t& event) {
+    if ((event.response_type & 0x7f) != connection.damage.firstEvent + XCB_DAMAGE_NOTIFY) return false;
+    const auto& notice = reinterpret_cast<const xcb_damage_notify_event_t&>(event);
+    const auto found = watches.find(notice.drawable);
+    if (found == watches.end() || found->second != notice.damage) return false;
+    flagged.insert(notice.drawable);
+    return true;
+}
+
+void WindowDamage::drop(std::uint32_t window) {
+    const auto found = watches.find(window);
+    if (found == watches.end()) return;
+    flagged.erase(window);
+    xcb_damage_subtract(connection.xcb(), found->second, XCB_NONE, XCB_NONE);
+}
+
+void WindowDamage::request(const std::vector<std::uint32_t>& windows) {
+    xcb_connection_t* const c = connection.xcb();
+    for (const std::uint32_t window : windows) {
+        const auto found = watches.find(window);
+        if (found == watches.end()) continue;
+        flagged.erase(window);
+        if (spare.size() == asked.size()) {
+            spare.push_back(xcb_generate_id(c));
+            xcb_xfixes_create_region(c, spare.back(), 0, nullptr);
+        }
+        const xcb_xfixes_region_t parts = spare[asked.size()];
+        xcb_damage_subtract(c, found->second, XCB_NONE, parts);
+        asked.emplace_back(window, xcb_xfixes_fetch_region(c, parts));
+    }
+}
+
+std::vector<std::pair<std::uint32_t, QRegion>> WindowDamage::collect() {
+    std::vector<std::pair<std::uint32_t, QRegion>> drawn;
+    for (const auto& [window, cookie] : asked) {
+        const auto reply = owned(xcb_xfixes_fetch_region_reply(connection.xcb(), cookie, nullptr));
+        if (!reply) continue;
+        drawn.emplace_back(window,
+                           regionOf(xcb_xfixes_fetch_region_rectangles(reply.get()),
+                                    static_cast<std::size_t>(xcb_xfixes_fetch_region_rectangles_length(reply.get()))));
+    }
+    asked.clear();
+    return drawn;
+}
+
+} // namespace quillet

@@ -1,0 +1,229 @@
+#include "platform/x11/WindowScene.h"
+
+#include "platform/x11/askToRepaint.h"
+#include "platform/x11/regions.h"
+
+#include <algorithm>
+
+namespace quillet {
+
+WindowScene::WindowScene(const XConnection& server, const XScreenSourceSetup& setup, std::set<std::uint32_t> listed)
+    : connection(server), redirection(setup.redirection), formats(server), compositor(server), damage(server),
+      watch(server, damage, {setup.ownClients, listed}), pixels(server, formats), wallpaper(server, formats),
+      compositing(compositor.compositing()) {
+    const bool late = !redirection;
+    if (late) redirection = WindowRedirection::make(setup.displayName);
+    watch.start();
+    watch.onBeginning = [this](std::uint32_t window, const QRegion& part) { begin(window, part); };
+    watch.onEnd = [this](std::uint32_t window) {
+        pixels.forget(window);
+        tainted.forget(window);
+    };
+    // Listed windows were there before the program redirected anything.
+    if (compositing == Compositing::byServer && (late || !listed.empty())) distrustWindowsBeneath();
+    watch.forgetChanges();
+}
+
+/// Before windows were redirected, what ours hid was drawn nowhere, and their pictures began as copies of the screen.
+void WindowScene::distrustWindowsBeneath() {
+    QRegion hidden;
+    const std::vector<std::uint32_t>& order = watch.stack().order();
+    for (auto id = order.rbegin(); id != order.rend(); ++id) {
+        const StackedWindow& window = *watch.stack().find(*id);
+        if (!window.isVisible()) continue;
+        if (window.isOwn) {
+            hidden += window.place();
+            continue;
+        }
+        const QRegion part = (hidden & window.place()).translated(-window.outer.x, -window.outer.y);
+        if (part.isEmpty()) continue;
+        tainted.begin(window.id, part);
+        askToRepaint(connection, window, part);
+    }
+}
+
+void WindowScene::show(const PixelRect& shown) {
+    area = toQRect(shown);
+    ground = shown.isEmpty() ? nullptr : std::make_unique<RebuiltGround>(connection, formats, shown);
+    wallpaper.invalidate();
+    mustCover = true;
+}
+
+bool WindowScene::handleEvent(const xcb_generic_event_t& event) {
+    if (event.response_type == 0) {
+        pixels.handleError(reinterpret_cast<const xcb_generic_error_t&>(event));
+        return false;
+    }
+    if (damage.handleEvent(event) || watch.handleEvent(event)) return true;
+    if (!compositor.handleEvent(event)) return false;
+    if (compositor.compositing() != compositing) {
+        compositing = compositor.compositing();
+        // Whoever composes now draws everything anew, and until it has, the screen shows what the other one drew.
+        std::vector<LeftPlace> left;
+        for (const std::uint32_t id : watch.stack().order()) {
+            const StackedWindow& window = *watch.stack().find(id);
+            if (window.isOwn && window.isVisible())
+                left.push_back({window.place(), LeftPlace::Reason::unmapped, WindowStack::mayCastShadow(window)});
+        }
+        own.leave(left, Clock::now());
+        mustCover = true;
+        mustDistrust = true;
+    }
+    return true;
+}
+
+QRegion WindowScene::trace() const {
+    const StackChanges& news = watch.stack().changes();
+    QRegion all = own.trace(watch.stack(), compositing) + news.ownPlaces;
+    for (const LeftPlace& left : news.left)
+        all += left.place;
+    return all;
+}
+
+void WindowScene::begin(std::uint32_t id, const QRegion& fresh) {
+    const StackedWindow& window = *watch.stack().find(id);
+    if (window.isOwn) return;
+    const QRegion part = (trace() & window.place()).translated(-window.outer.x, -window.outer.y) & fresh;
+    tainted.begin(id, part);
+    if (part.isEmpty()) return;
+    mustCover = true;
+    // The server reports the copy itself as drawn. What the program may have drawn by now is lost along with that
+    // report, so it is asked to draw again; this early in a window's life nobody sees it.
+    damage.drop(id);
+    askToRepaint(connection, window, part);
+}
+
+bool WindowScene::isPending(const CoveredMemory& memory) const {
+    if (!memory.isCurrent() || mustCover || mustDistrust || ownRepainted || watch.needsRefresh() ||
+        watch.stack().changes().any)
+        return true;
+    if (const auto next = nextExpiry(); next && *next <= Clock::now()) return true;
+    return std::ranges::any_of(damage.announced(), [&](std::uint32_t id) {
+        const StackedWindow* const window = watch.stack().find(id);
+        return window && window->isVisible() &&
+               (window->isOwn || memory.covered().intersects(toQRect(window->outer)) || tainted.partOf(id));
+    });
+}
+
+void WindowScene::requestDamage(const CoveredMemory& memory) {
+    std::vector<std::uint32_t> wanted;
+    const std::vector<std::uint32_t> announced(damage.announced().begin(), damage.announced().end());
+    for (const std::uint32_t id : announced) {
+        const StackedWindow* const window = watch.stack().find(id);
+        if (!window || !window->isVisible()) continue;
+        if (window->isOwn) {
+            ownRepainted = true;
+            damage.drop(id);
+        } else if (tainted.partOf(id) ||
+                   (memory.covered() + own.trace(watch.stack(), compositing)).intersects(toQRect(window->outer))) {
+            wanted.push_back(id);
+        } else {
+            damage.drop(id); // the screen's own damage tells of it; what is asked for later must not be as old as this
+        }
+    }
+    damage.request(wanted);
+}
+
+void WindowScene::update(CoveredMemory& memory, const QRegion& screenDamage) {
+    QRegion painted;
+    for (const auto& [id, part] : damage.collect()) {
+        const StackedWindow* const window = watch.stack().find(id);
+        if (!window) continue;
+        const QRegion inOuter = part.translated(window->border, window->border);
+        if (tainted.partOf(id)) {
+            tainted.paint(id, inOuter);
+            mustCover = true;
+        }
+        painted += inOuter.translated(window->outer.x, window->outer.y) & toQRect(window->outer);
+    }
+    watch.refresh();
+
+    const Clock::time_point now = Clock::now();
+    const StackChanges& news = watch.stack().changes();
+    QRegion moved = news.others;
+    if (news.any) {
+        own.leave(news.left, now);
+        mustCover = true;
+        for (const LeftPlace& left : news.left)
+            moved += left.place;
+        moved += news.ownPlaces;
+    }
+    // A shadow moves with its window; where one was, nothing is better than one that stays.
+    painted += compositing == Compositing::byManager ? grown(news.others, OwnRegion::shadowMargin) : news.others;
+    watch.forgetChanges();
+    memory.changeGround(painted, now);
+
+    if (const auto next = own.nextExpiry(); next && *next <= now) {
+        own.expire(now);
+        mustCover = true;
+    }
+    if (mustCover) {
+        memory.cover(own.region(watch.stack(), compositing) + tainted.places(watch.stack()), compositing, now);
+        mustCover = false;
+    }
+    if (mustDistrust) {
+        memory.distrust();
+        wallpaper.invalidate();
+        mustDistrust = false;
+    }
+    noteBackground(memory, screenDamage, moved, now);
+    memory.changeScreen(screenDamage);
+}
+
+/// The background beneath our windows has changed when it has changed anywhere else.
+void WindowScene::noteBackground(CoveredMemory& memory, const QRegion& screenDamage, const QRegion& moved,
+                                 Clock::time_point now) {
+    bool changed = watch.takeWallpaperNews();
+    if (!changed && compositing == Compositing::byServer && !memory.covered().isEmpty()) {
+        QRegion bare = screenDamage - memory.covered() - moved;
+        const std::vector<std::uint32_t>& order = watch.stack().order();
+        for (auto id = order.rbegin(); id != order.rend() && !bare.isEmpty(); ++id) {
+            const StackedWindow& window = *watch.stack().find(*id);
+            if (window.isVisible() && bare.boundingRect().intersects(toQRect(window.outer))) bare -= window.place();
+        }
+        changed = !bare.isEmpty();
+    }
+    if (!changed) return;
+    wallpaper.invalidate();
+    memory.changeGround(memory.covered(), now);
+}
+
+void WindowScene::draw(const QRegion& part) {
+    const GroundPlan plan = groundPlan(part, watch.stack(), tainted, compositing);
+    const xcb_render_picture_t background =
+        plan.background.isEmpty() ? xcb_render_picture_t{0} : wallpaper.picture(compositing);
+    ground->draw(plan, {watch.stack(), pixels, background});
+}
+
+QRegion WindowScene::surprises(const CoveredMemory& memory) const {
+    const StackChanges& news = watch.stack().changes();
+    if (!news.any) return {};
+    QRegion seen = news.ownPlaces;
+    if (!news.others.isEmpty()) seen += news.others & trace();
+    return (seen & area) - memory.covered();
+}
+
+bool WindowScene::wasPainted(const QRegion& part) const {
+    return std::ranges::any_of(damage.announced(), [&](std::uint32_t id) {
+        const StackedWindow* const window = watch.stack().find(id);
+        return window && window->isVisible() && !window->isOwn && part.intersects(toQRect(window->outer));
+    });
+}
+
+void WindowScene::learn(const FetchedPixels& piece, const CoveredMemory& memory) {
+    if (!wallpaper.isLearning()) return;
+    QRegion bare = QRegion(toQRect(piece.rect)) - memory.covered();
+    for (const std::uint32_t id : watch.stack().order()) {
+        const StackedWindow& window = *watch.stack().find(id);
+        if (window.isVisible()) bare -= toQRect(window.outer.grownBy(OwnRegion::shadowMargin));
+    }
+    wallpaper.learn(piece, bare);
+}
+
+bool WindowScene::takeOwnRepaint() {
+    const bool repainted = ownRepainted;
+    ownRepainted = false;
+    return repainted;
+}
+
+} // namespace quillet
