@@ -156,7 +156,8 @@ void NodeDirectory::added(std::uint32_t id, const char* type, const spa_dict& pr
                          .name = text(properties, PW_KEY_NODE_NAME),
                          .description = text(properties, PW_KEY_NODE_DESCRIPTION),
                          .mediaClass = text(properties, PW_KEY_MEDIA_CLASS),
-                         .mediaRole = text(properties, PW_KEY_MEDIA_ROLE)};
+                         .mediaRole = text(properties, PW_KEY_MEDIA_ROLE),
+                         .sessionPriority = std::atoi(text(properties, PW_KEY_PRIORITY_SESSION).c_str())};
     } else if (what == PW_TYPE_INTERFACE_Link) {
         linksById[id] = {.outputNode = number(properties, PW_KEY_LINK_OUTPUT_NODE),
                          .inputNode = number(properties, PW_KEY_LINK_INPUT_NODE)};

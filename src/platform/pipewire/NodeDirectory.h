@@ -24,6 +24,7 @@ struct PipeWireNode {
     std::string description; ///< for the user's eyes; may be empty
     std::string mediaClass;  ///< "Audio/Sink", "Audio/Source/Virtual", "Video/Source", "Stream/Input/Audio"…
     std::string mediaRole;   ///< "Camera" on cameras
+    int sessionPriority = 0; ///< the higher, the rather a default
 
     /// Gives sound of its own making, as a microphone does: not the monitor of an output.
     [[nodiscard]] bool isSoundSource() const;

@@ -49,6 +49,19 @@ inline void setMetadata(pw_metadata* metadata, std::uint32_t subject, const char
     pw_metadata_set_property(metadata, subject, key, type, value);
 }
 
+[[nodiscard]] inline pw_node* bindNode(pw_registry* registry, std::uint32_t id) {
+    return static_cast<pw_node*>(pw_registry_bind(registry, id, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0));
+}
+
+inline void listenTo(pw_node* node, spa_hook* hook, const pw_node_events& events, void* data) {
+    pw_node_add_listener(node, hook, &events, data);
+}
+
+/// All of the node's parameters of one kind; each comes as a `param` event, before what askForAnswer brings afterwards.
+inline void askForParameters(pw_node* node, std::uint32_t kind) {
+    pw_node_enum_params(node, 0, kind, 0, UINT32_MAX, nullptr);
+}
+
 /// A node that `factory` makes in the server; it goes with the proxy.
 [[nodiscard]] inline pw_proxy* createNode(pw_core* core, const char* factory, const spa_dict& properties) {
     return static_cast<pw_proxy*>(
