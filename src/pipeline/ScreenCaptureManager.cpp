@@ -1,6 +1,6 @@
 #include "pipeline/ScreenCaptureManager.h"
 
-#include "pipeline/SilentAudioSource.h"
+#include "pipeline/PacedAudioSource.h"
 #include "pipeline/queueLabels.h"
 
 #include <utility>
@@ -49,7 +49,8 @@ std::unique_ptr<SystemAudioSource> ScreenCaptureManager::startSystemAudio() {
     };
     if (sources.systemAudio)
         if (auto started = sources.systemAudio(sampleQueue, receive)) return started;
-    return std::make_unique<SilentAudioSource>(sampleQueue, sources.now, receive);
+    return std::make_unique<PacedAudioSource>(sampleQueue,
+                                              PacedAudioSource::Options{.now = sources.now, .onBuffer = receive});
 }
 
 void ScreenCaptureManager::stop(std::function<void()> completion) {
