@@ -6,6 +6,7 @@
 #include "platform/Desktop.h"
 #include "platform/Screens.h"
 #include "platform/SleepInhibitor.h"
+#include "platform/chooseCamera.h"
 #include "platform/chooseSources.h"
 #include "ui/ControlView.h"
 
@@ -16,7 +17,6 @@
 #include <QSessionManager>
 #include <QStandardPaths>
 #include <QTimer>
-#include <QVBoxLayout>
 
 #include <chrono>
 #include <utility>
@@ -68,9 +68,7 @@ AppDelegate::AppDelegate(std::unique_ptr<SingleInstance> onlyInstance)
     connectView();
     controlWindow->onClose = [this] { terminate(); };
     if (instance) instance->onActivate = [this] { controlWindow->bringUp(); };
-    auto* const layout = new QVBoxLayout(controlWindow.get());
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(view);
+    controlWindow->setCentralWidget(view);
     // The last window's going away is no reason to leave before the file is complete.
     QApplication::setQuitOnLastWindowClosed(false);
     QObject::connect(
@@ -87,7 +85,7 @@ AppDelegate::~AppDelegate() = default;
 
 AppEnvironment AppDelegate::makeEnvironment() {
     return {.recording = {.screenSource = chooseScreenSource(), .desktopFolder = {}, .mainQueue = qtMainQueue()},
-            .devices = {},
+            .devices = {.camera = chooseCamera(), .microphone = {}},
             .settings = settings,
             .screens = [] { return currentScreens().list; },
             .desktopFolder = [] { return desktopFolder(); },

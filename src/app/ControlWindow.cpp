@@ -97,17 +97,17 @@ void ControlWindow::closeEvent(QCloseEvent* event) {
 }
 
 void ControlWindow::moveEvent(QMoveEvent* event) {
-    QWidget::moveEvent(event);
+    QMainWindow::moveEvent(event);
     frameChanged();
 }
 
 void ControlWindow::resizeEvent(QResizeEvent* event) {
-    QWidget::resizeEvent(event);
+    QMainWindow::resizeEvent(event);
     frameChanged();
 }
 
 void ControlWindow::showEvent(QShowEvent* event) {
-    QWidget::showEvent(event);
+    QMainWindow::showEvent(event);
     if (!shownSince.isValid()) shownSince.start();
 }
 

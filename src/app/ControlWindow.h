@@ -4,8 +4,8 @@
 #include "app/SettingsStore.h"
 
 #include <QElapsedTimer>
+#include <QMainWindow>
 #include <QRect>
-#include <QWidget>
 
 #include <functional>
 #include <memory>
@@ -22,7 +22,7 @@ namespace quillet {
 /// the settings, under "QuilletControlWindow". Merely starting writes nothing.
 ///
 /// Threads: main.
-class ControlWindow : public QWidget {
+class ControlWindow : public QMainWindow {
 public:
     explicit ControlWindow(std::shared_ptr<SettingsStore> settings);
 
