@@ -43,20 +43,13 @@ void FloatingWindow::placeOnScreen() {
     const bool resized = place.width != pixels.width || place.height != pixels.height;
     pixels = place;
     control->place(pixels);
-    if (!resized) return;
-    areasChanged();
-    update();
+    if (resized) redraw();
 }
 
-void FloatingWindow::areasChanged() {
-    if (!isTranslucent())
-        control->setShape(solidArea());
-    else
-        control->setShape(std::nullopt);
-    if (options.mouse == Mouse::passesThrough)
-        control->setMouseRegion(QRegion());
-    else
-        control->setMouseRegion(mouseArea());
+void FloatingWindow::redraw() {
+    control->setShape(shape());
+    control->setMouseRegion(options.mouse == Mouse::passesThrough ? QRegion() : mouseArea());
+    update();
 }
 
 void FloatingWindow::orderFront() {
@@ -64,7 +57,7 @@ void FloatingWindow::orderFront() {
     if (!isVisible()) {
         show();
         control->place(pixels);
-        areasChanged();
+        redraw();
     }
     layer->bringToFront(*this);
 }
@@ -89,10 +82,6 @@ Point FloatingWindow::globalPosition(const QPointF& position) const {
     return toGlobal(position, layer->screens().space);
 }
 
-QRegion FloatingWindow::solidArea() const { return QRect(QPoint(0, 0), pixelSize()); }
-
-QRegion FloatingWindow::mouseArea() const { return QRect(QPoint(0, 0), pixelSize()); }
-
 void FloatingWindow::usePixels(QPainter& painter) const {
     const double ratio = devicePixelRatioF();
     painter.scale(1 / ratio, 1 / ratio);
@@ -103,10 +92,7 @@ bool FloatingWindow::eventFilter(QObject* watched, QEvent* event) {
     return QWidget::eventFilter(watched, event);
 }
 
-void FloatingWindow::compositingChanged() {
-    areasChanged();
-    update();
-}
+void FloatingWindow::compositingChanged() { redraw(); }
 
 void FloatingWindow::screensChanged() {
     pixels = {};

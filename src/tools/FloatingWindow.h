@@ -21,7 +21,7 @@ namespace quillet {
 /// never takes the keyboard unless asked to. Window managers leave it alone.
 ///
 /// Where a compositing manager runs it is as transparent as what is drawn into it; where none does, transparency would
-/// be black, so the window is cut to solidArea(), which must be drawn opaque (isTranslucent() tells). Both while it is
+/// be black, so the window must be cut to a shape() that is drawn opaque (isTranslucent() tells). Both while it is
 /// shown, whenever a compositing manager comes or goes.
 ///
 /// Its place is frame(), in global screen points, and nothing else: the widget's own geometry follows by way of the
@@ -77,12 +77,14 @@ public:
     [[nodiscard]] Point globalPosition(const QPointF& globalPosition) const;
 
 protected:
-    /// The pixels (y down) that are drawn, where no compositing manager runs; the whole window if not overridden.
-    [[nodiscard]] virtual QRegion solidArea() const;
-    /// The pixels (y down) that take the mouse, where the window takes it at all; all if not overridden.
-    [[nodiscard]] virtual QRegion mouseArea() const;
-    /// solidArea() or mouseArea() have changed without a change of size.
-    void areasChanged();
+    /// The pixels (y down) of which the window consists; absent, as if not overridden, the whole rectangle. Where the
+    /// window is not translucent, everything in it must be drawn opaque.
+    [[nodiscard]] virtual std::optional<QRegion> shape() const { return std::nullopt; }
+    /// The pixels (y down) that take the mouse, where the window takes it at all and consists of something; absent:
+    /// all.
+    [[nodiscard]] virtual std::optional<QRegion> mouseArea() const { return std::nullopt; }
+    /// Something that is drawn, or shape() or mouseArea(), has changed without a change of the size in pixels.
+    void redraw();
     /// The arrangement of screens has changed; the window has been placed anew.
     virtual void screensRearranged() {}
 

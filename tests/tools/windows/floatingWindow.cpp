@@ -25,13 +25,18 @@ protected:
     void paintEvent(QPaintEvent* /*event*/) override {
         QPainter painter(this);
         usePixels(painter);
-        painter.setClipRegion(solidArea());
+        painter.setClipRegion(border());
         painter.fillRect(QRect(QPoint(), pixelSize()), QColor(0xd0, 0x20, 0x10));
     }
-    [[nodiscard]] QRegion solidArea() const override {
+    [[nodiscard]] std::optional<QRegion> shape() const override {
+        return isTranslucent() ? std::nullopt : std::optional(border());
+    }
+
+private:
+    [[nodiscard]] QRegion border() const {
         const QRect whole(QPoint(), pixelSize());
-        const int border = whole.width() / 4;
-        return QRegion(whole).subtracted(whole.adjusted(border, border, -border, -border));
+        const int width = whole.width() / 4;
+        return QRegion(whole).subtracted(whole.adjusted(width, width, -width, -width));
     }
 };
 
