@@ -2,6 +2,7 @@
 
 #include "app/ControlWindow.h"
 #include "app/SingleInstance.h"
+#include "app/floatingTools.h"
 #include "app/mainThread.h"
 #include "platform/Desktop.h"
 #include "platform/Screens.h"
@@ -13,7 +14,6 @@
 #include <QApplication>
 #include <QEventLoop>
 #include <QRandomGenerator>
-#include <QScreen>
 #include <QSessionManager>
 #include <QStandardPaths>
 #include <QTimer>
@@ -33,31 +33,6 @@ std::filesystem::path settingsFile() {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
     return std::filesystem::path(folder.toStdString()) / "quillet" / "settings";
 }
-
-/// The frame of the screen that `window` is on.
-Rect frameOfScreenOf(const QWidget& window, const ScreenList& screens) {
-    const std::string name = window.screen()->name().toStdString();
-    for (const Screen& screen : screens.screens)
-        if (screen.name == name) return screen.frame;
-    const Screen* const other = screens.mainOrFirst();
-    return other ? other->frame : Rect{};
-}
-
-/// The whole screen that the control window is on, without anything to see.
-class WholeScreen : public RegionTool {
-public:
-    explicit WholeScreen(const QWidget& window) : control(window) {}
-    void apply(RangeMode, const Screen&) override {}
-    void orderFront() override {}
-    void updateHandles() override {}
-    void setRecording(bool) override {}
-    void orderOut() override {}
-    [[nodiscard]] Rect frame() const override { return frameOfScreenOf(control, currentScreens().list); }
-    [[nodiscard]] std::vector<std::uint32_t> windowIDs() const override { return {}; }
-
-private:
-    const QWidget& control;
-};
 
 } // namespace
 
@@ -94,9 +69,9 @@ AppEnvironment AppDelegate::makeEnvironment() {
                     if (!sessionEnds) revealFile(file);
                 },
             .keepAwake = [] { return std::make_shared<SleepInhibitor>("正在录制屏幕"); },
-            .makeRegion = [this] { return std::make_unique<WholeScreen>(*controlWindow); },
-            .makeCamera = [](const std::shared_ptr<CameraManager>&) { return nullptr; },
-            .makeTeleprompter = [] { return nullptr; },
+            .makeRegion = makeRegionTool,
+            .makeCamera = [this](const std::shared_ptr<CameraManager>& camera) { return makeCameraTool(camera, settings); },
+            .makeTeleprompter = makeTeleprompterTool,
             .controlWindowIDs = [this]() -> std::vector<std::uint32_t> {
                 return {static_cast<std::uint32_t>(controlWindow->winId())};
             },
