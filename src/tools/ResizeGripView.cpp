@@ -30,7 +30,8 @@ void ResizeGripView::mousePressEvent(QMouseEvent* event) {
 void ResizeGripView::mouseMoveEvent(QMouseEvent* event) {
     if (!isHeld) return;
     const Point mouse = target.globalPosition(event->globalPosition());
-    target.setFrame(resizedByGrip(startFrame, mouse.x - startMouse.x, mouse.y - startMouse.y));
+    const Rect wanted = resizedByGrip(startFrame, mouse.x - startMouse.x, mouse.y - startMouse.y);
+    target.setFrame(withEvenPixels(wanted, target.scale()));
 }
 
 void ResizeGripView::mouseReleaseEvent(QMouseEvent* event) {

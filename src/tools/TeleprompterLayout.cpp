@@ -43,4 +43,10 @@ Rect resizedByGrip(const Rect& start, double dx, double dy) {
     return {start.minX(), start.maxY() - height, width, height};
 }
 
+Rect withEvenPixels(const Rect& frame, double pixelsPerPoint) {
+    const auto even = [&](double points) { return std::ceil(points * pixelsPerPoint / 2) * 2 / pixelsPerPoint; };
+    const double height = even(frame.height);
+    return {frame.x, frame.y + frame.height - height, even(frame.width), height};
+}
+
 } // namespace quillet

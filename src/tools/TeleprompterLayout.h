@@ -28,4 +28,8 @@ struct TeleprompterLayout {
 /// smaller than 260 by 160.
 [[nodiscard]] Rect resizedByGrip(const Rect& start, double dx, double dy);
 
+/// The frame with a size of an even number of pixels, less than two more, and the same upper left corner. Floating
+/// windows round their size down to that and keep the lower edge, so that corner would tremble during a resize.
+[[nodiscard]] Rect withEvenPixels(const Rect& frame, double pixelsPerPoint);
+
 } // namespace quillet
