@@ -48,7 +48,10 @@ QSize ContinuousSlider::sizeHint() const { return {160, quillet::height}; }
 
 QSize ContinuousSlider::minimumSizeHint() const { return {40, quillet::height}; }
 
-FocusShape ContinuousSlider::focusShape() const { return {knob(), knobSize / 2}; }
+FocusShape ContinuousSlider::focusShape() const {
+    const double inset = (rect().height() - knobSize) / 2;
+    return {QRectF(rect()).adjusted(0, inset, 0, -inset), knobSize / 2};
+}
 
 QRectF ContinuousSlider::knob() const {
     const double share = static_cast<double>(value()) / places;
