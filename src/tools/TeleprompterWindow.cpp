@@ -33,16 +33,18 @@ TeleprompterWindow::TeleprompterWindow()
     setFocusProxy(content);
 }
 
-QRegion TeleprompterWindow::solidArea() const {
+std::optional<QRegion> TeleprompterWindow::shape() const {
+    // Its round corners are smooth where they can be.
+    if (isTranslucent()) return std::nullopt;
     // Whole pixels, those whose middle lies within the rounded rectangle.
-    QBitmap shape(pixelSize());
-    shape.clear();
-    QPainter painter(&shape);
+    QBitmap pane(pixelSize());
+    pane.clear();
+    QPainter painter(&pane);
     painter.setPen(Qt::NoPen);
     painter.setBrush(Qt::color1);
-    painter.drawRoundedRect(shape.rect(), cornerRadius * scale(), cornerRadius * scale());
+    painter.drawRoundedRect(pane.rect(), cornerRadius * scale(), cornerRadius * scale());
     painter.end();
-    return shape;
+    return QRegion(pane);
 }
 
 void TeleprompterWindow::paintEvent(QPaintEvent*) {

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace quillet {
@@ -23,7 +24,7 @@ public:
     [[nodiscard]] TeleprompterView& view() const { return *content; }
 
 protected:
-    [[nodiscard]] QRegion solidArea() const override;
+    [[nodiscard]] std::optional<QRegion> shape() const override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;

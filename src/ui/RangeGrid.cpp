@@ -36,7 +36,9 @@ RangeGrid::RangeGrid(QWidget* parent) : QWidget(parent) {
         const RangeMode mode = allRangeModes[i];
         buttons[i] = new RangeButton(mode, this);
         grid->addWidget(buttons[i]);
-        connect(buttons[i], &QPushButton::clicked, this, [this, mode] {
+        // Not clicked: assistive programs check a button without clicking it.
+        connect(buttons[i], &QPushButton::toggled, this, [this, mode](bool isChecked) {
+            if (isChecked == (mode == shown)) return;
             // The press has checked the button; whether it stays so is not this widget's decision.
             showMode(shown);
             if (onSelect) onSelect(mode);

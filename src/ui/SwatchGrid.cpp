@@ -68,7 +68,9 @@ SwatchGrid::SwatchGrid(QWidget* parent) : QWidget(parent) {
     for (std::size_t i = 0; i < swatches.size(); ++i) {
         swatches[i] = new Swatch(static_cast<int>(i), this);
         grid->addWidget(swatches[i]);
-        connect(swatches[i], &QPushButton::clicked, this, [this, i] {
+        // Not clicked: assistive programs check a swatch without clicking it.
+        connect(swatches[i], &QPushButton::toggled, this, [this, i](bool isChecked) {
+            if (isChecked == (static_cast<std::int64_t>(i) == shown)) return;
             // The press has checked the swatch; whether it stays so is not this widget's decision.
             showIndex(shown);
             if (onSelect) onSelect(static_cast<std::int64_t>(i));

@@ -22,7 +22,9 @@ Switch::Switch(const QString& label, QWidget* parent) : QCheckBox(label, parent)
     setAttribute(Qt::WA_Hover);
     setFocusPolicy(Qt::StrongFocus);
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-    connect(this, &QCheckBox::clicked, this, [this](bool isOn) {
+    // Not clicked: assistive programs turn a switch without clicking it.
+    connect(this, &QCheckBox::toggled, this, [this](bool isOn) {
+        if (isOn == shown) return;
         // The press has turned it; whether it stays so is not this widget's decision.
         showOn(shown);
         if (onTurn) onTurn(isOn);
