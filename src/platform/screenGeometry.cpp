@@ -1,5 +1,7 @@
 #include "platform/screenGeometry.h"
 
+#include "geometry/CaptureLayout.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -90,6 +92,16 @@ ScreenArrangement arrangeScreens(const std::vector<ToolkitScreen>& screens, cons
         arrangement.list.screens.push_back(std::move(screen));
     }
     return arrangement;
+}
+
+PixelRect desktopPixels(const Rect& frame, const ScreenArrangement& arrangement) {
+    const Screen* screen = arrangement.list.containing(frame.centre());
+    if (!screen) screen = arrangement.list.mainOrFirst();
+    if (!screen) return toMemoryRows(frame.integralEven(), 0);
+    // The toolkit's corner of a screen is its corner in pixels.
+    const QPointF corner = toQt(screen->frame, arrangement.space).topLeft();
+    return toMemoryRows(displayPixels(frame, *screen), static_cast<int>(std::lround(screen->pixelSize.height)))
+        .offsetBy(static_cast<int>(std::lround(corner.x())), static_cast<int>(std::lround(corner.y())));
 }
 
 } // namespace quillet

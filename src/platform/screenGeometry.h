@@ -53,4 +53,8 @@ struct ScreenArrangement {
 [[nodiscard]] ScreenArrangement arrangeScreens(const std::vector<ToolkitScreen>& screens,
                                                const std::vector<Monitor>& monitors);
 
+/// Where a window with this frame stands in pixels of the whole desktop (y down), rounded as a film of its screen
+/// rounds it; that is the screen with its centre, else the main one. Without any screen a point is a pixel.
+[[nodiscard]] PixelRect desktopPixels(const Rect& frame, const ScreenArrangement& arrangement);
+
 } // namespace quillet
