@@ -24,9 +24,9 @@ struct SyntheticCameraPicture {
         PixelRect rect;
         std::uint32_t colour; ///< 0xRRGGBB
     };
-    static constexpr std::uint32_t ground = 0x143c78;
+    static constexpr std::uint32_t ground = 0xf0d23c;
     static constexpr std::uint32_t topLeft = 0xc82828, topRight = 0x28b43c, bottomLeft = 0x323cc8,
-                                   bottomRight = 0xd2be28;
+                                   bottomRight = 0x8c28b4;
     static constexpr std::uint32_t zero = 0x101010, one = 0xebebeb;
     static constexpr int cellsPerSide = 6;
     /// A cell's side, as a share of the picture's shorter side.
