@@ -59,23 +59,24 @@ AppDelegate::AppDelegate(std::unique_ptr<SingleInstance> onlyInstance)
 AppDelegate::~AppDelegate() = default;
 
 AppEnvironment AppDelegate::makeEnvironment() {
-    return {.recording = {.screenSource = chooseScreenSource(), .desktopFolder = {}, .mainQueue = qtMainQueue()},
-            .devices = {.camera = chooseCamera(), .microphone = {}},
-            .settings = settings,
-            .screens = [] { return currentScreens().list; },
-            .desktopFolder = [] { return desktopFolder(); },
-            .reveal =
-                [this](const std::filesystem::path& file) {
-                    if (!sessionEnds) revealFile(file);
-                },
-            .keepAwake = [] { return std::make_shared<SleepInhibitor>("正在录制屏幕"); },
-            .makeRegion = makeRegionTool,
-            .makeCamera = [this](const std::shared_ptr<CameraManager>& camera) { return makeCameraTool(camera, settings); },
-            .makeTeleprompter = makeTeleprompterTool,
-            .controlWindowIDs = [this]() -> std::vector<std::uint32_t> {
-                return {static_cast<std::uint32_t>(controlWindow->winId())};
+    return {
+        .recording = {.screenSource = chooseScreenSource(), .desktopFolder = {}, .mainQueue = qtMainQueue()},
+        .devices = {.camera = chooseCamera(), .microphone = {}},
+        .settings = settings,
+        .screens = [] { return currentScreens().list; },
+        .desktopFolder = [] { return desktopFolder(); },
+        .reveal =
+            [this](const std::filesystem::path& file) {
+                if (!sessionEnds) revealFile(file);
             },
-            .drawBackground = [] { return QRandomGenerator::global()->bounded(9); }};
+        .keepAwake = [] { return std::make_shared<SleepInhibitor>("正在录制屏幕"); },
+        .makeRegion = makeRegionTool,
+        .makeCamera = [this](const std::shared_ptr<CameraManager>& camera) { return makeCameraTool(camera, settings); },
+        .makeTeleprompter = makeTeleprompterTool,
+        .controlWindowIDs = [this]() -> std::vector<std::uint32_t> {
+            return {static_cast<std::uint32_t>(controlWindow->winId())};
+        },
+        .drawBackground = [] { return QRandomGenerator::global()->bounded(9); }};
 }
 
 void AppDelegate::connectView() {
@@ -114,6 +115,8 @@ void AppDelegate::applicationDidFinishLaunching() {
 void AppDelegate::showModel() {
     isShowingSoon = false;
     view->show(model->state());
+    // When the rows have found their places.
+    QTimer::singleShot(0, view, [this] { controlWindow->fitHeight(view->contentHeight()); });
 }
 
 void AppDelegate::terminate() {

@@ -20,6 +20,8 @@ constexpr const char* frameKey = "QuilletControlWindow";
 constexpr QSize firstSize{360, 440};
 /// So much of the window must be on a screen that it can be taken by its title bar.
 constexpr int grip = 48;
+/// What a title bar takes where it is not known yet.
+constexpr int titleBar = 40;
 /// Window managers place a new window by their own rules, and more than once; what changes after this long is the user.
 constexpr std::chrono::milliseconds placing{1000};
 
@@ -81,7 +83,25 @@ ControlWindow::ControlWindow(std::shared_ptr<SettingsStore> store) : settings(st
     if (!screens.empty()) frame.moveCenter(screens.front().center());
     frame = onScreen(storedFrame(*settings).value_or(frame), screens);
     move(frame.topLeft());
+    userHeight = expectedHeight = frame.height();
     resize(frame.size());
+}
+
+void ControlWindow::fitHeight(int needed) {
+    if (isMaximized() || isFullScreen()) return;
+    const QRect usable = screen()->availableGeometry();
+    const int decoration = std::max(frameGeometry().height() - height(), titleBar);
+    const int wanted = std::max(userHeight, std::min(needed, usable.height() - decoration));
+    if (wanted == expectedHeight) return;
+    expectedHeight = wanted;
+    resize(width(), wanted);
+    // Where it stood before it had to make room, unless the user has moved it since.
+    const int top = raisedTo && *raisedTo == pos().y() ? raisedFrom : pos().y();
+    const int room = usable.bottom() + 1 - decoration - wanted;
+    const int placed = top > room ? std::max(usable.top(), room) : top;
+    raisedFrom = top;
+    raisedTo = placed == top ? std::nullopt : std::optional(placed);
+    if (placed != pos().y()) move(pos().x(), placed);
 }
 
 void ControlWindow::bringUp() {
@@ -112,7 +132,8 @@ void ControlWindow::showEvent(QShowEvent* event) {
 }
 
 void ControlWindow::frameChanged() {
-    const QRect frame(pos(), size());
+    if (height() != expectedHeight) userHeight = expectedHeight = height();
+    const QRect frame(pos(), QSize(width(), userHeight));
     if (frame == knownFrame || isMinimized() || isMaximized() || isFullScreen()) return;
     knownFrame = frame;
     if (!shownSince.isValid() || !shownSince.hasExpired(placing.count())) return;

@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace quillet {
@@ -29,6 +30,9 @@ public:
     /// The user (or the window manager for them) closes the window; it closes.
     std::function<void()> onClose;
 
+    /// Grows where its content needs more than the user gave it, as far as the screen allows, and goes back to what the
+    /// user gave it as soon as that suffices.
+    void fitHeight(int needed);
     /// On screen, in front and with the keyboard, also when it was minimised.
     void bringUp();
 
@@ -43,7 +47,11 @@ private:
 
     const std::shared_ptr<SettingsStore> settings;
     QElapsedTimer shownSince;
-    QRect knownFrame; ///< as the window manager has placed it, or as stored last
+    QRect knownFrame;       ///< as the window manager has placed it, or as stored last; with userHeight
+    int userHeight = 0;     ///< without what fitHeight() has added
+    int expectedHeight = 0; ///< any other height is the user's wish
+    int raisedFrom = 0;     ///< where it stood before fitHeight() moved it up
+    std::optional<int> raisedTo;
 };
 
 } // namespace quillet

@@ -60,7 +60,9 @@ private:
         const std::lock_guard guard(lock);
         const bool isComing = newest != nullptr;
         newest = picture;
-        if (!isComing) QMetaObject::invokeMethod(&controller.view, [this] { show(); }, Qt::QueuedConnection);
+        if (!isComing)
+            QMetaObject::invokeMethod(
+                &controller.view, [this] { show(); }, Qt::QueuedConnection);
     }
     void show() {
         ConstPixelBufferRef picture;

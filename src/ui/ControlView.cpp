@@ -41,7 +41,7 @@ void report(const Callback& callback, Values... values) {
 
 ControlView::ControlView(QWidget* parent) : QWidget(parent) {
     auto* const area = new PanelScrollArea(this);
-    auto* const column = makeColumn();
+    column = makeColumn();
     area->setWidget(column);
     column->setAutoFillBackground(false); // setWidget() has filled it with the colour of a text field's ground
     area->setMinimumWidth(column->minimumSizeHint().width());
@@ -55,21 +55,21 @@ ControlView::ControlView(QWidget* parent) : QWidget(parent) {
 }
 
 QWidget* ControlView::makeColumn() {
-    auto* const column = new QWidget(this);
-    auto* const rangeHeading = new CaptionLabel(QStringLiteral("录制范围"), look::captionPixels, column);
+    auto* const panel = new QWidget(this);
+    auto* const rangeHeading = new CaptionLabel(QStringLiteral("录制范围"), look::captionPixels, panel);
     // In this order, which is the order of the Tab key.
-    ranges = new RangeGrid(column);
-    cameraSwitch = new Switch(QStringLiteral("摄像头"), column);
-    micSwitch = new Switch(QStringLiteral("麦克风"), column);
-    teleprompterSwitch = new Switch(QStringLiteral("提词器"), column);
-    auto* const qualityLabel = new CaptionLabel(QStringLiteral("导出质量"), look::captionPixels, column);
-    qualityPicker = new QualityPicker(column);
+    ranges = new RangeGrid(panel);
+    cameraSwitch = new Switch(QStringLiteral("摄像头"), panel);
+    micSwitch = new Switch(QStringLiteral("麦克风"), panel);
+    teleprompterSwitch = new Switch(QStringLiteral("提词器"), panel);
+    auto* const qualityLabel = new CaptionLabel(QStringLiteral("导出质量"), look::captionPixels, panel);
+    qualityPicker = new QualityPicker(panel);
     qualityLabel->setBuddy(qualityPicker); // which is how screen readers here learn a list's label
     cameraHint =
-        new CaptionLabel(QStringLiteral("拖动圆形头像到你想要的位置和大小 —— 所见即所得。"), look::hintPixels, column);
-    beautify = new BeautifySection(column);
-    recordButton = new RecordButton(column);
-    statusLine = new CaptionLabel(QString(), look::captionPixels, column);
+        new CaptionLabel(QStringLiteral("拖动圆形头像到你想要的位置和大小 —— 所见即所得。"), look::hintPixels, panel);
+    beautify = new BeautifySection(panel);
+    recordButton = new RecordButton(panel);
+    statusLine = new CaptionLabel(QString(), look::captionPixels, panel);
 
     auto* const rangeSection = new QVBoxLayout;
     rangeSection->setSpacing(headingSpacing);
@@ -86,24 +86,24 @@ QWidget* ControlView::makeColumn() {
     quality->addWidget(qualityPicker);
     quality->addStretch();
 
-    auto* const rows = new QVBoxLayout(column);
+    auto* const rows = new QVBoxLayout(panel);
     rows->setContentsMargins(margin, margin, margin, margin);
     rows->setSpacing(rowSpacing);
-    rows->addWidget(makeTitle(column));
+    rows->addWidget(makeTitle(panel));
     rows->addLayout(rangeSection);
-    rows->addWidget(new Divider(column));
+    rows->addWidget(new Divider(panel));
     rows->addLayout(switches);
     rows->addLayout(quality);
     rows->addWidget(cameraHint);
-    rows->addWidget(new Divider(column));
+    rows->addWidget(new Divider(panel));
     rows->addWidget(beautify);
-    rows->addWidget(new Divider(column));
+    rows->addWidget(new Divider(panel));
     rows->addWidget(recordButton);
     rows->addWidget(statusLine);
     rows->addStretch();
 
-    (new FocusRing(column))->watchControls();
-    return column;
+    (new FocusRing(panel))->watchControls();
+    return panel;
 }
 
 void ControlView::connectActions() {
@@ -119,6 +119,12 @@ void ControlView::connectActions() {
     beautify->onSetPadding = [this](double fraction) { report(onSetPadding, fraction); };
     beautify->onSetShadowEnabled = [this](bool isOn) { report(onSetShadowEnabled, isOn); };
     connect(recordButton, &QPushButton::clicked, this, [this] { report(onToggleRecording); });
+}
+
+int ControlView::contentHeight() const {
+    QLayout* const rows = column->layout();
+    rows->activate();
+    return rows->hasHeightForWidth() ? rows->totalHeightForWidth(width()) : rows->totalSizeHint().height();
 }
 
 void ControlView::show(const ControlState& state) {

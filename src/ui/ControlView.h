@@ -33,6 +33,9 @@ public:
     void show(const ControlState& state);
     using QWidget::show;
 
+    /// What everything that is shown needs at the present width, so that nothing has to be scrolled to.
+    [[nodiscard]] int contentHeight() const;
+
     // Each is called exactly once for one action of the user (a slider: once for each place it is dragged over).
     std::function<void(RangeMode)> onSelectRange; ///< also for the mode that is selected already
     std::function<void(bool)> onSetCameraEnabled;
@@ -51,6 +54,7 @@ private:
     QWidget* makeColumn();
     void connectActions();
 
+    QWidget* column;
     RangeGrid* ranges;
     Switch* cameraSwitch;
     Switch* micSwitch;
