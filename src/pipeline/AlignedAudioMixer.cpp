@@ -10,7 +10,7 @@ namespace quillet {
 namespace {
 
 constexpr std::int32_t rate = 48000;
-constexpr double mostArrivedSeconds = 5;            // of microphone sound that no system sound fetches
+constexpr std::int64_t mostArrived = 5 * rate;      // of microphone sound that no system sound fetches
 constexpr std::int64_t farAhead = 10 * rate;        // no stall of the system sound is longer
 constexpr std::int64_t lateMargin = rate / 50;      // what the hold grows by beyond the lateness seen
 constexpr std::int64_t joinTolerance = rate / 1000; // of system buffers' times; the file has the same
@@ -61,27 +61,34 @@ void AlignedAudioMixer::pushMicrophone(AudioSampleBuffer buffer) {
     if (!mixer.micEnabled || !AudioConverter::canConvert(buffer)) return;
     const std::lock_guard guard(arrivedLock);
     arrivedSeconds += secondsOf(buffer);
-    arrived.push_back(std::move(buffer));
-    while (arrivedSeconds > mostArrivedSeconds && arrived.size() > 1) {
-        arrivedSeconds -= secondsOf(arrived.front());
+    arrived.push_back({std::move(buffer), systemEnd});
+    while (arrivedSeconds * rate > mostArrived && arrived.size() > 1) {
+        arrivedSeconds -= secondsOf(arrived.front().buffer);
         arrived.pop_front();
     }
 }
 
-/// Times that cannot be right are shifted to where the sound must have been heard: it has just arrived.
-void AlignedAudioMixer::correctTime(AudioSampleBuffer& buffer, std::int64_t systemEnd) {
+/// Times that cannot be right are shifted to where the sound must have been heard: it had just arrived. False when
+/// nobody can say, because there was no system sound yet.
+bool AlignedAudioMixer::correctTime(Arrived& microphoneSound, std::int64_t systemNow) {
+    AudioSampleBuffer& buffer = microphoneSound.buffer;
+    // Before the first system sound buffers may have waited as long as they are kept.
+    const std::int64_t systemThen = microphoneSound.systemEnd.value_or(systemNow);
+    const std::int64_t longest = microphoneSound.systemEnd ? longestHold : longestHold + mostArrived;
     const auto isPossible = [&](const MediaTime& time) {
         const std::int64_t begin = time.valueIn(rate);
-        return begin > systemEnd - longestHold && begin < systemEnd + farAhead;
+        return begin > systemThen - longest && begin < systemThen + farAhead;
     };
     const MediaTime own = buffer.presentationTime;
     if (isPossible(own)) {
         shift = {};
-        return;
+        return true;
     }
+    if (!microphoneSound.systemEnd) return false;
     if (!isPossible(own + shift))
-        shift = MediaTime{systemEnd, rate} - MediaTime{std::llround(secondsOf(buffer) * rate), rate} - own;
+        shift = MediaTime{systemThen, rate} - MediaTime{std::llround(secondsOf(buffer) * rate), rate} - own;
     buffer.presentationTime = own + shift;
+    return true;
 }
 
 /// Sound that comes after its moment is out will come in time from now on.
@@ -90,17 +97,18 @@ void AlignedAudioMixer::noteLateness(const AudioSampleBuffer& buffer) {
     if (late > 0) holdFrames = std::min(longestHold, holdFrames + late + lateMargin);
 }
 
-void AlignedAudioMixer::takeMicrophone(std::int64_t systemEnd) {
-    std::deque<AudioSampleBuffer> taken;
+void AlignedAudioMixer::takeMicrophone() {
+    std::deque<Arrived> taken;
     {
         const std::lock_guard guard(arrivedLock);
         taken.swap(arrived);
         arrivedSeconds = 0;
+        systemEnd = heldUntil;
     }
-    for (AudioSampleBuffer& buffer : taken) {
-        correctTime(buffer, systemEnd);
-        noteLateness(buffer);
-        waiting.add(microphone.place(std::move(buffer)));
+    for (Arrived& sound : taken) {
+        if (!correctTime(sound, heldUntil)) continue;
+        noteLateness(sound.buffer);
+        waiting.add(microphone.place(std::move(sound.buffer)));
     }
 }
 
@@ -152,7 +160,7 @@ void AlignedAudioMixer::pushSystem(AudioSampleBuffer buffer) {
     if (begin < heldUntil - longestHold) startOver();
     heldUntil = end;
     held.push_back(std::move(*system));
-    takeMicrophone(end);
+    takeMicrophone();
     while (!held.empty() && startOf(held.front()) + held.front().frames + holdFrames <= end) {
         release(std::move(held.front()));
         held.pop_front();
@@ -161,7 +169,7 @@ void AlignedAudioMixer::pushSystem(AudioSampleBuffer buffer) {
 
 void AlignedAudioMixer::drain() {
     if (held.empty()) return;
-    takeMicrophone(heldUntil);
+    takeMicrophone();
     for (; !held.empty(); held.pop_front())
         release(std::move(held.front()));
 }

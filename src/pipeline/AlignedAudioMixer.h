@@ -57,8 +57,13 @@ private:
         void dropUntil(std::int64_t time);
     };
 
-    void takeMicrophone(std::int64_t systemEnd);
-    void correctTime(AudioSampleBuffer& buffer, std::int64_t systemEnd);
+    struct Arrived {
+        AudioSampleBuffer buffer;
+        std::optional<std::int64_t> systemEnd; // of the system sound that was known then, in frames of 48 kHz
+    };
+
+    void takeMicrophone();
+    [[nodiscard]] bool correctTime(Arrived& microphoneSound, std::int64_t systemNow);
     void noteLateness(const AudioSampleBuffer& buffer);
     [[nodiscard]] std::int64_t placeOf(const AudioSampleBuffer& system) const;
     /// The microphone's sound from `begin` on; what came before is given up.
@@ -68,9 +73,10 @@ private:
 
     AudioMixer& mixer;
 
-    std::mutex arrivedLock; // guards arrived and arrivedSeconds
-    std::deque<AudioSampleBuffer> arrived;
+    std::mutex arrivedLock; // guards arrived, arrivedSeconds and systemEnd
+    std::deque<Arrived> arrived;
     double arrivedSeconds = 0;
+    std::optional<std::int64_t> systemEnd;
 
     // The screen queue's.
     AudioConverter systemConverter{AudioConverter::Speed::fixed};

@@ -210,6 +210,22 @@ TEST(AlignedAudioMixer, aMicrophoneThatComesLateIsWaitedFor) {
     EXPECT_LE(desk.aligned.hold(), AlignedAudioMixer::longestHold);
 }
 
+TEST(AlignedAudioMixer, soundFromBeforeTheFirstSystemSoundIsNotTakenForLate) {
+    Desk desk;
+    // The microphone has been listening for three seconds; before that it had a time that cannot be.
+    SoundDevice microphone({.sound = fakes::clicks(0.25, 0.5), .start = start - 3});
+    AudioSampleBuffer strange = SoundDevice({.sound = fakes::sine(1000, 0.5)}).next();
+    strange.presentationTime = {7'000'000, 1};
+    desk.aligned.pushMicrophone(strange);
+    while (microphone.nextEnd() < start)
+        desk.aligned.pushMicrophone(microphone.next());
+    desk.play(&microphone, start + 3);
+    std::size_t count = 0;
+    EXPECT_LT(worstClick(desk.heard, 0.25, count), 0.0005);
+    EXPECT_EQ(count, 12U) << "from the system's first moment on";
+    EXPECT_EQ(desk.aligned.hold(), AlignedAudioMixer::firstHold);
+}
+
 struct Shift {
     const char* name;
     double seconds;
