@@ -20,10 +20,10 @@ struct AudioSampleBuffer {
     std::vector<std::byte> samples; ///< frames * channels * sampleBytes, laid out as `format` says
 };
 
-/// Whether the time is one to calculate with: a clock that says more than thirty years is broken.
+/// Whether the time is one to calculate with: no clock counts three centuries.
 [[nodiscard]] inline bool hasUsableTime(const AudioSampleBuffer& buffer) {
     const double seconds = buffer.presentationTime.seconds();
-    return seconds > -1e9 && seconds < 1e9;
+    return seconds > -1e10 && seconds < 1e10;
 }
 
 /// Silence in the common format.

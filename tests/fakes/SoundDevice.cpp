@@ -47,7 +47,7 @@ Sound sine(double hertz, double amplitude) {
 Sound clicks(double period, double amplitude) {
     return [=](double seconds) {
         // Times are computed; one that falls short of the whole by a rounding error is the whole.
-        const double since = std::fmod(seconds + 1e-9, period);
+        const double since = seconds + 1e-9 - std::floor((seconds + 1e-9) / period) * period;
         const double level = since < clickSeconds ? amplitude * std::cos(2 * std::numbers::pi * 2000 * since) : 0;
         return StereoLevel{level, level};
     };

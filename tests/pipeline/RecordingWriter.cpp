@@ -243,6 +243,28 @@ TEST(RecordingWriter, everySampleStandsAtItsTime) {
     EXPECT_EQ(loudest - movie.sound.begin(), click);
 }
 
+TEST(RecordingWriter, everySampleStandsAtItsTimeInAnUnfinishedFileToo) {
+    const Folder folder;
+    const MediaTime start{7, 60};
+    auto writer = makeWriter(folder.file());
+    writer->start(start);
+    EXPECT_TRUE(appendPatiently(*writer, numberedFrame(width, height, 1), start));
+    constexpr std::int64_t click = 32'000;
+    const auto sample = [](std::int64_t i) -> std::array<float, 2> {
+        return i == click ? std::array<float, 2>{0.9F, 0.9F} : std::array<float, 2>{0, 0};
+    };
+    for (std::int64_t first = 0; first < 60'000; first += 480)
+        writer->appendAudio(soundOf(first, 480, sample, start));
+    writer.reset();
+
+    const Movie movie = readMovie(folder.file(), ReadDepth::pictures);
+    EXPECT_TRUE(movie.isFragmented);
+    ASSERT_TRUE(movie.audio);
+    const auto loudest = std::max_element(movie.sound.begin(), movie.sound.end(),
+                                          [](const auto& a, const auto& b) { return std::abs(a[0]) < std::abs(b[0]); });
+    EXPECT_NEAR(movie.soundStart + static_cast<double>(loudest - movie.sound.begin()) / 48000, click / 48000.0, 1e-6);
+}
+
 TEST(RecordingWriter, aToneKeepsItsPitchAndLoudness) {
     const Folder folder;
     const auto writer = makeWriter(folder.file());
