@@ -459,7 +459,7 @@ TEST(RecordingWriter, aFullDiskFailsOnceAndLeavesWhatWasWritten) {
     const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
     const auto writer = makeWriter(folder.file(), 60, 320, 240);
     struct rlimit small {
-        400'000, old.rlim_max
+        1'000'000, old.rlim_max
     };
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
     writer->start({0, 60});
