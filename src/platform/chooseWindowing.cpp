@@ -1,6 +1,7 @@
 #include "platform/chooseWindowing.h"
 
 #include "platform/x11/XDesktopWatch.h"
+#include "platform/x11/XMouseLog.h"
 #include "platform/x11/XWindowControl.h"
 
 #include <QGuiApplication>
@@ -40,6 +41,13 @@ private:
     QWindow& window;
 };
 
+class NoMouseLog : public MouseLog {
+public:
+    [[nodiscard]] std::optional<QPoint> pixelAt(Event /*event*/, std::uint64_t /*timestamp*/) const override {
+        return std::nullopt;
+    }
+};
+
 } // namespace
 
 std::unique_ptr<DesktopWatch> makeDesktopWatch() {
@@ -53,6 +61,11 @@ std::unique_ptr<WindowControl> makeWindowControl(QWindow& window) {
     if (x11 && x11->connection())
         return std::make_unique<XWindowControl>(x11->connection(), static_cast<std::uint32_t>(window.winId()));
     return std::make_unique<PlainWindow>(window);
+}
+
+std::unique_ptr<MouseLog> makeMouseLog() {
+    if (qGuiApp->nativeInterface<QNativeInterface::QX11Application>()) return std::make_unique<XMouseLog>();
+    return std::make_unique<NoMouseLog>();
 }
 
 } // namespace quillet

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/DesktopWatch.h"
+#include "platform/MouseLog.h"
 #include "platform/WindowControl.h"
 
 #include <memory>
@@ -17,5 +18,9 @@ namespace quillet {
 /// For `window`, which has been created. Never null: where the window system is unknown, what the toolkit can do is
 /// done. Threads: main.
 [[nodiscard]] std::unique_ptr<WindowControl> makeWindowControl(QWindow& window);
+
+/// Never null: where the window system is unknown, nothing is known, and the toolkit's own places must do. Threads:
+/// main, while a QGuiApplication lives; to be gone before it.
+[[nodiscard]] std::unique_ptr<MouseLog> makeMouseLog();
 
 } // namespace quillet

@@ -104,4 +104,18 @@ PixelRect desktopPixels(const Rect& frame, const ScreenArrangement& arrangement)
         .offsetBy(static_cast<int>(std::lround(corner.x())), static_cast<int>(std::lround(corner.y())));
 }
 
+Point globalPoint(const QPoint& pixel, const ScreenArrangement& arrangement) {
+    const auto cornerOf = [&](const Screen& screen) { return toQt(screen.frame, arrangement.space).topLeft(); };
+    const std::vector<Screen>& screens = arrangement.list.screens;
+    const auto found = std::ranges::find_if(screens, [&](const Screen& each) {
+        const QPointF corner = cornerOf(each);
+        return QRectF(corner.x(), corner.y(), each.pixelSize.width, each.pixelSize.height).contains(pixel);
+    });
+    const Screen* const screen = found != screens.end() ? &*found : arrangement.list.mainOrFirst();
+    if (!screen) return toGlobal(QPointF(pixel), arrangement.space);
+    const QPointF corner = cornerOf(*screen);
+    return {screen->frame.minX() + (pixel.x() - corner.x()) / screen->scale(),
+            screen->frame.maxY() - (pixel.y() - corner.y()) / screen->scale()};
+}
+
 } // namespace quillet

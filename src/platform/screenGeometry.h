@@ -57,4 +57,8 @@ struct ScreenArrangement {
 /// rounds it; that is the screen with its centre, else the main one. Without any screen a point is a pixel.
 [[nodiscard]] PixelRect desktopPixels(const Rect& frame, const ScreenArrangement& arrangement);
 
+/// A pixel of the whole desktop (y down) as a global screen point, by the screen that it is on; on none, as if the main
+/// one went on. Between pixels of one screen the ways are exact: a pixel is one point divided by the screen's scale.
+[[nodiscard]] Point globalPoint(const QPoint& pixel, const ScreenArrangement& arrangement);
+
 } // namespace quillet

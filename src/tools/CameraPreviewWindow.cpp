@@ -117,25 +117,21 @@ void CameraPreviewView::leaveEvent(QEvent* /*event*/) {
     showGrip();
 }
 
-BubbleDrag CameraPreviewView::dragAt(const QPointF& position) const {
-    const Size size = viewSize();
-    // In points of the widget, which may be a fraction larger or smaller than the view.
-    return bubbleDragAt(
-        {position.x() * devicePixelRatioF() / scale(), size.height - position.y() * devicePixelRatioF() / scale()},
-        size);
+BubbleDrag CameraPreviewView::dragAt(Point mouse) const {
+    return bubbleDragAt({mouse.x - frame().minX(), mouse.y - frame().minY()}, frame().size());
 }
 
 void CameraPreviewView::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) return;
-    dragStartMouse = globalPosition(event->globalPosition());
+    dragStartMouse = mouseAt(*event);
     dragStartFrame = frame();
-    dragMode = dragAt(event->position());
+    dragMode = dragAt(dragStartMouse);
     showGrip();
 }
 
 void CameraPreviewView::mouseMoveEvent(QMouseEvent* event) {
-    if (dragMode != BubbleDrag::none) return drag(globalPosition(event->globalPosition()));
-    const bool isOnGrip = dragAt(event->position()) == BubbleDrag::resize;
+    if (dragMode != BubbleDrag::none) return drag(mouseAt(*event));
+    const bool isOnGrip = dragAt(mouseAt(*event)) == BubbleDrag::resize;
     const Qt::CursorShape wanted = isOnGrip ? Qt::SizeFDiagCursor : Qt::ArrowCursor;
     if (cursor().shape() != wanted) setCursor(wanted);
 }

@@ -48,7 +48,7 @@ protected:
 
 private:
     [[nodiscard]] Size viewSize() const;
-    [[nodiscard]] BubbleDrag dragAt(const QPointF& position) const;
+    [[nodiscard]] BubbleDrag dragAt(Point mouse) const; ///< global
     [[nodiscard]] QPainterPath disc() const;
     [[nodiscard]] QPainterPath grip(double radius) const;
     void showGrip();

@@ -19,7 +19,7 @@ std::shared_ptr<FloatingLayer> FloatingLayer::shared() {
     return layer;
 }
 
-FloatingLayer::FloatingLayer() : watch(makeDesktopWatch()), arrangement(currentScreens()) {
+FloatingLayer::FloatingLayer() : watch(makeDesktopWatch()), mouseLog(makeMouseLog()), arrangement(currentScreens()) {
     watch->onRestacked = [this] { stayInFront(); };
     watch->onCompositingChanged = [this] {
         for (FloatingWindow* each : std::vector(windows))

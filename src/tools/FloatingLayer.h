@@ -34,6 +34,7 @@ public:
 
     [[nodiscard]] const ScreenArrangement& screens() const { return arrangement; }
     [[nodiscard]] bool isComposited() const { return watch->isComposited(); }
+    [[nodiscard]] const MouseLog& mouse() const { return *mouseLog; }
 
 private:
     FloatingLayer();
@@ -42,6 +43,7 @@ private:
     void stayInFront();
 
     std::unique_ptr<DesktopWatch> watch;
+    std::unique_ptr<MouseLog> mouseLog;
     ScreenArrangement arrangement;
     std::vector<FloatingWindow*> windows; // bottom up
     RaisePacing pacing;

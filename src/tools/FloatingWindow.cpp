@@ -1,6 +1,7 @@
 #include "tools/FloatingWindow.h"
 
 #include <QEvent>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QWindow>
 
@@ -78,8 +79,13 @@ double FloatingWindow::scale() const {
     return screen ? screen->scale() : 1;
 }
 
-Point FloatingWindow::globalPosition(const QPointF& position) const {
-    return toGlobal(position, layer->screens().space);
+Point FloatingWindow::mouseAt(const QMouseEvent& event) const {
+    const MouseLog::Event kind = event.type() == QEvent::MouseMove            ? MouseLog::Event::motion
+                                 : event.type() == QEvent::MouseButtonRelease ? MouseLog::Event::release
+                                                                              : MouseLog::Event::press;
+    if (const auto pixel = layer->mouse().pixelAt(kind, event.timestamp()))
+        return globalPoint(*pixel, layer->screens());
+    return toGlobal(event.globalPosition(), layer->screens().space);
 }
 
 void FloatingWindow::usePixels(QPainter& painter) const {

@@ -73,8 +73,8 @@ public:
     [[nodiscard]] QSize pixelSize() const { return {pixels.width, pixels.height}; }
     /// Pixels per point.
     [[nodiscard]] double scale() const;
-    /// The mouse at an event, in global screen points, to the pixel.
-    [[nodiscard]] Point globalPosition(const QPointF& globalPosition) const;
+    /// The mouse at an event, in global screen points, to the pixel, which the event itself does not know.
+    [[nodiscard]] Point mouseAt(const QMouseEvent& event) const;
 
 protected:
     /// The pixels (y down) of which the window consists; absent, as if not overridden, the whole rectangle. Where the

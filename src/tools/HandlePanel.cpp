@@ -82,13 +82,13 @@ void HandlePanel::drawGlyph(QPainter& painter) const {
 
 void HandlePanel::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) return;
-    startMouse = globalPosition(event->globalPosition());
+    startMouse = mouseAt(*event);
     if (onDragStart) onDragStart();
 }
 
 void HandlePanel::mouseMoveEvent(QMouseEvent* event) {
     if (!(event->buttons() & Qt::LeftButton)) return;
-    const Point mouse = globalPosition(event->globalPosition());
+    const Point mouse = mouseAt(*event);
     if (onDrag) onDrag(mouse.x - startMouse.x, mouse.y - startMouse.y);
 }
 

@@ -1,19 +1,23 @@
 // floatingWindow.cpp: the window layer on real X servers. CMakeLists.txt says on which desktop each suite runs.
 #include "tools/FloatingWindow.h"
 
-#include "tests/fakes/x11/DesktopEye.h"
-#include "tests/tools/windows/onDesktop.h"
+#include "tests/fakes/x11/ChildProgram.h"
+#include "tests/tools/windows/desktop.h"
 
 #include <QPainter>
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <cstdlib>
+
 namespace quillet {
 namespace {
 
+using ::quillet::testing::Desktop;
 using ::quillet::testing::DesktopEye;
+using ::quillet::testing::floorColour;
 using ::quillet::testing::soon;
 
-constexpr std::uint32_t floor = 0x4080c0;
 constexpr std::uint32_t ink = 0xd02010;
 
 /// A square frame of `ink`, a quarter of its width thick, and nothing within.
@@ -40,26 +44,25 @@ private:
     }
 };
 
-/// A screen of `floor` beneath everything. Not quite the whole screen: some compositing managers step aside for that.
-class Desktop {
-public:
-    Desktop() : carpet(eye.openPopup(eye.placeOf(eye.root()).grownBy(-1), floor)) {
-        const std::uint32_t below = XCB_STACK_MODE_BELOW;
-        xcb_configure_window(eye.xcb(), carpet, XCB_CONFIG_WINDOW_STACK_MODE, &below);
-        eye.sync();
-    }
-    DesktopEye eye;
-    xcb_window_t carpet;
-};
-
 bool isShown(const DesktopEye& eye, const PixelRect& place) {
     return soon([&] { return eye.at(place.x, place.y) == ink; });
+}
+
+TEST(AnyDesktop, hasTheScaleThatItWasStartedWith) {
+    const char* const wanted = std::getenv("QT_SCALE_FACTOR");
+    EXPECT_EQ(currentScreens().list.mainOrFirst()->scale(), wanted ? std::atof(wanted) : 1);
+}
+
+TEST(TwoMonitors, haveTheScalesThatTheyWereStartedWith) {
+    const bool areScaled = std::getenv("QT_SCREEN_SCALE_FACTORS") != nullptr;
+    EXPECT_EQ(currentScreens().list.screens.at(0).scale(), 1);
+    EXPECT_EQ(currentScreens().list.screens.at(1).scale(), areScaled ? 1.5 : 1);
 }
 
 TEST(AnyDesktop, aFloatingWindowStandsExactlyWhereItWasPutAndReadsBackExactly) {
     const Desktop desktop;
     Framed window({.accessibleName = "frame"});
-    for (const Rect& frame : {Rect{100, 200, 80, 40}, Rect{100.25, 200.75, 81.5, 41.9}, Rect{1200, 700, 60.5, 60}}) {
+    for (const Rect& frame : {Rect{100, 200, 80, 40}, Rect{100.25, 200.75, 81.5, 41.9}, Rect{700, 400, 60.5, 60}}) {
         window.setFrame(frame);
         window.orderFront();
         EXPECT_EQ(window.frame(), frame);
@@ -83,14 +86,36 @@ TEST(AnyDesktop, aFloatingWindowIsTransparentWhereNothingIsDrawn) {
             for (int x = 0; x < place.width; ++x) {
                 const int border = place.width / 4;
                 const bool hole = x >= border && x < place.width - border && y >= border && y < place.height - border;
-                if (picture.at(x, y) != (hole ? floor : ink)) return false;
+                if (picture.at(x, y) != (hole ? floorColour : ink)) return false;
             }
         return true;
     }));
     // No shadow around it either.
     const auto around = desktop.eye.look(place.grownBy(20));
     for (int x = 0; x < around.width; ++x)
-        EXPECT_EQ(around.at(x, 10), floor) << x;
+        EXPECT_EQ(around.at(x, 10), floorColour) << x;
+}
+
+// A compositing manager comes and goes while the window is shown.
+TEST(Plain, aFloatingWindowChangesBetweenShapeAndTransparency) {
+    const Desktop desktop;
+    Framed window({.accessibleName = "frame"});
+    window.setFrame({100, 200, 80, 80});
+    window.orderFront();
+    const PixelRect place = desktopPixels(window.frame(), window.screens());
+    const auto looksRight = [&] {
+        return desktop.eye.at(place.x, place.y) == ink && desktop.eye.at(place.x + 40, place.y + 40) == floorColour;
+    };
+    EXPECT_TRUE(soon(looksRight));
+    EXPECT_FALSE(window.isTranslucent());
+    for (int i = 0; i < 2; ++i) {
+        const auto compositor = ::quillet::testing::ChildProgram::start(
+            {.arguments = {"picom", "--backend", "xrender", "--config", "/dev/null"}, .environment = {}});
+        ASSERT_TRUE(compositor);
+        EXPECT_TRUE(soon([&] { return window.isTranslucent() && looksRight(); }));
+        compositor->end(SIGTERM);
+        EXPECT_TRUE(soon([&] { return !window.isTranslucent() && looksRight(); }));
+    }
 }
 
 TEST(AnyDesktop, theMouseGoesThroughAWindowThatLetsIt) {
