@@ -8,6 +8,7 @@
 #include "platform/Screens.h"
 #include "platform/SleepInhibitor.h"
 #include "platform/chooseCamera.h"
+#include "platform/chooseSound.h"
 #include "platform/chooseSources.h"
 #include "ui/ControlView.h"
 
@@ -60,8 +61,11 @@ AppDelegate::~AppDelegate() = default;
 
 AppEnvironment AppDelegate::makeEnvironment() {
     return {
-        .recording = {.screenSource = chooseScreenSource(), .desktopFolder = {}, .mainQueue = qtMainQueue()},
-        .devices = {.camera = chooseCamera(), .microphone = {}},
+        .recording = {.screenSource = chooseScreenSource(),
+                      .desktopFolder = {},
+                      .mainQueue = qtMainQueue(),
+                      .systemAudio = chooseSystemAudio()},
+        .devices = {.camera = chooseCamera(), .microphone = chooseMicrophone()},
         .settings = settings,
         .screens = [] { return currentScreens().list; },
         .desktopFolder = [] { return desktopFolder(); },

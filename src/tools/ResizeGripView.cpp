@@ -23,13 +23,13 @@ void ResizeGripView::paintEvent(QPaintEvent*) {
 void ResizeGripView::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) return;
     isHeld = true;
-    startMouse = target.globalPosition(event->globalPosition());
+    startMouse = target.mouseAt(*event);
     startFrame = target.frame();
 }
 
 void ResizeGripView::mouseMoveEvent(QMouseEvent* event) {
     if (!isHeld) return;
-    const Point mouse = target.globalPosition(event->globalPosition());
+    const Point mouse = target.mouseAt(*event);
     const Rect wanted = resizedByGrip(startFrame, mouse.x - startMouse.x, mouse.y - startMouse.y);
     target.setFrame(withEvenPixels(wanted, target.scale()));
 }

@@ -64,13 +64,13 @@ void TeleprompterWindow::resizeEvent(QResizeEvent*) {
 void TeleprompterWindow::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) return;
     isHeld = true;
-    startMouse = globalPosition(event->globalPosition());
+    startMouse = mouseAt(*event);
     startFrame = frame();
 }
 
 void TeleprompterWindow::mouseMoveEvent(QMouseEvent* event) {
     if (!isHeld) return;
-    const Point mouse = globalPosition(event->globalPosition());
+    const Point mouse = mouseAt(*event);
     setFrame(startFrame.offsetBy(mouse.x - startMouse.x, mouse.y - startMouse.y));
 }
 
