@@ -85,7 +85,11 @@ Point FloatingWindow::mouseAt(const QMouseEvent& event) const {
                                                                               : MouseLog::Event::press;
     if (const auto pixel = layer->mouse().pixelAt(kind, event.timestamp()))
         return globalPoint(*pixel, layer->screens());
-    return toGlobal(event.globalPosition(), layer->screens().space);
+    return globalPosition(event.globalPosition());
+}
+
+Point FloatingWindow::globalPosition(const QPointF& position) const {
+    return toGlobal(position, layer->screens().space);
 }
 
 void FloatingWindow::usePixels(QPainter& painter) const {

@@ -75,6 +75,8 @@ public:
     [[nodiscard]] double scale() const;
     /// The mouse at an event, in global screen points, to the pixel, which the event itself does not know.
     [[nodiscard]] Point mouseAt(const QMouseEvent& event) const;
+    /// A place in the toolkit's global coordinates as a global screen point; the toolkit's mouse is rounded to points.
+    [[nodiscard]] Point globalPosition(const QPointF& position) const;
 
 protected:
     /// The pixels (y down) of which the window consists; absent, as if not overridden, the whole rectangle. Where the
