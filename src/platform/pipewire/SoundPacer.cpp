@@ -34,7 +34,7 @@ void SoundPacer::add(CapturedSound sound) {
 
 AudioSampleBuffer SoundPacer::next(MediaTime now) {
     fillUntil(before(now, patience));
-    return handOver(before(now, latency));
+    return handOver(now);
 }
 
 AudioSampleBuffer SoundPacer::rest(MediaTime now) {
