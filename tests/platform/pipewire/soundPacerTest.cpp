@@ -53,6 +53,17 @@ TEST(SoundPacer, handsSoundOutAsSoonAsItIsHeard) {
     EXPECT_NEAR(fakes::fitSine(heard.channel(0, begin + 1, begin + 4), 1000).amplitude, 0.5, 1e-3);
 }
 
+TEST(SoundPacer, losesNothingOfAServerWithLongPeriods) {
+    SoundPacer pacer(at(begin));
+    SoundDevice device({.sound = fakes::sine(1000, 0.5), .start = begin, .frames = 8192});
+    HeardSound heard;
+    run(pacer, heard, begin, begin + 5, &device);
+    EXPECT_TRUE(heard.isContiguous);
+    const auto fit = fakes::fitSine(heard.channel(0, begin + 1, begin + 4), 1000);
+    EXPECT_NEAR(fit.amplitude, 0.5, 1e-3);
+    EXPECT_LT(fit.residualPeak, 1e-2);
+}
+
 TEST(SoundPacer, leavesClicksAtTheirTimesAcrossAGapThatItFilled) {
     SoundPacer pacer(at(begin));
     SoundDevice device({.sound = fakes::clicks(1, 0.8), .start = begin + 0.5});
