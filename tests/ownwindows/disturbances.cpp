@@ -234,7 +234,7 @@ struct Compositing {
 class CompositingManagers : public ::testing::TestWithParam<Compositing> {};
 
 TEST_P(CompositingManagers, thatStartAndStopLeaveOursAbsent) {
-    Desk desk(chosenSetups().front());
+    Desk desk(plainSetup());
     ASSERT_TRUE(desk.isReady());
     ASSERT_TRUE(desk.record());
     desk.addOther({.rect = {100, 80, 300, 200}, .seed = 2});

@@ -75,6 +75,8 @@ constexpr auto manyStatesRest = 200ms; // set-ups that take longer to come to re
 
 std::ostream& operator<<(std::ostream& stream, const Setup& setup) { return stream << setup.name; }
 
+Setup plainSetup() { return everySetup().front(); }
+
 std::vector<Setup> chosenSetups() {
     std::vector<Setup> setups = everySetup();
     const char* const wish = std::getenv("QUILLET_TEST_SETUPS");

@@ -41,6 +41,9 @@ std::ostream& operator<<(std::ostream& stream, const Setup& setup);
 /// in it, those.
 [[nodiscard]] std::vector<Setup> chosenSetups();
 
+/// Openbox alone, for tests that are not about set-ups.
+[[nodiscard]] Setup plainSetup();
+
 /// A set-up at work on a server: its programs live no longer than this. Main thread.
 class RunningSetup {
 public:
