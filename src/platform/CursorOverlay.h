@@ -19,6 +19,8 @@ struct CursorImage {
 
     /// Whether there is anything to see; programs hide the pointer with an empty picture.
     [[nodiscard]] bool isVisible() const;
+
+    friend bool operator==(const CursorImage&, const CursorImage&) = default;
 };
 
 /// Draws the pointer into an opaque frame and takes it off again exactly.
@@ -30,6 +32,7 @@ class CursorOverlay {
 public:
     /// What draw() draws from now on; nothing while the image is not visible.
     void setImage(CursorImage image);
+    [[nodiscard]] const CursorImage& currentImage() const { return image; }
 
     /// Where the pointer would be drawn for the hot spot at (x, y), cut to `bounds`; empty when there is nothing to
     /// see.

@@ -46,10 +46,8 @@ std::unique_ptr<CleanPicture> CleanPicture::make(const XConnection& connection, 
         !options.listed.empty() ||
         std::ranges::any_of(options.setup.ownClients, [](const XClientResources& client) { return client.mask != 0; });
     if (leavesOut && !connection.canLookBeneathWindows()) {
-        static const bool isSaid = (noteFallback("the X server lacks COMPOSITE, DAMAGE, XFIXES, RENDER or SHAPE; the "
-                                                 "program's own windows will be in the recording."),
-                                    true);
-        static_cast<void>(isSaid);
+        noteFallback("the X server lacks COMPOSITE, DAMAGE, XFIXES, RENDER or SHAPE; the program's own windows will be "
+                     "in the recording.");
     }
     std::uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     const bool looksBeneath = leavesOut && connection.canLookBeneathWindows();
@@ -117,6 +115,7 @@ CleanPicture::Result CleanPicture::fetch(const Hooks& hooks) {
         if (result == RootFetch::Result::lost || connection.isLost()) return Result::lost;
         if (result == RootFetch::Result::refused) return Result::refused;
         hooks.drainEvents();
+        if (scene) scene->refresh();
         if (isUsable(attempt)) return Result::complete;
     }
     return Result::unsettled;

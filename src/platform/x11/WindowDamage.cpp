@@ -13,12 +13,13 @@ WindowDamage::~WindowDamage() {
         xcb_xfixes_destroy_region(connection.xcb(), region);
 }
 
-std::uint32_t WindowDamage::watch(std::uint32_t window) {
+void WindowDamage::watch(std::uint32_t window) {
     forget(window);
     const xcb_damage_damage_t damage = xcb_generate_id(connection.xcb());
-    const auto cookie = xcb_damage_create(connection.xcb(), damage, window, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+    xcb_damage_create(connection.xcb(), damage, window, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+    // A window that can be seen already is reported as drawn, all of it.
+    xcb_damage_subtract(connection.xcb(), damage, XCB_NONE, XCB_NONE);
     watches.emplace(window, damage);
-    return cookie.sequence;
 }
 
 void WindowDamage::forget(std::uint32_t window) {

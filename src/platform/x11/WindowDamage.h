@@ -27,8 +27,8 @@ public:
     WindowDamage(const WindowDamage&) = delete;
     WindowDamage& operator=(const WindowDamage&) = delete;
 
-    /// Begins to watch a window; gives the request's number, to be compared with those of events.
-    std::uint32_t watch(std::uint32_t window);
+    /// Begins to watch a window, whatever it shows already.
+    void watch(std::uint32_t window);
     /// The window is gone, and what watched it with it.
     void forget(std::uint32_t window);
 

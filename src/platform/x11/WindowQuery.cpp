@@ -18,6 +18,7 @@ constexpr std::uint8_t alphaDepth = 32;
 struct Asked {
     xcb_get_window_attributes_cookie_t attributes;
     xcb_get_geometry_cookie_t geometry;
+    xcb_shape_query_extents_cookie_t extents;
     xcb_shape_get_rectangles_cookie_t shape;
     xcb_get_property_cookie_t opacity;
 };
@@ -25,16 +26,17 @@ struct Asked {
 Asked ask(xcb_connection_t* c, std::uint32_t window, xcb_atom_t opacity) {
     constexpr std::uint8_t keep = 0;
     return {xcb_get_window_attributes(c, window), xcb_get_geometry(c, window),
-            xcb_shape_get_rectangles(c, window, XCB_SHAPE_SK_BOUNDING),
+            xcb_shape_query_extents(c, window), xcb_shape_get_rectangles(c, window, XCB_SHAPE_SK_BOUNDING),
             xcb_get_property(c, keep, window, opacity, XCB_ATOM_CARDINAL, 0, 1)};
 }
 
 std::optional<StackedWindow> answer(xcb_connection_t* c, std::uint32_t window, const Asked& asked) {
     const auto attributes = owned(xcb_get_window_attributes_reply(c, asked.attributes, nullptr));
     const auto geometry = owned(xcb_get_geometry_reply(c, asked.geometry, nullptr));
+    const auto extents = owned(xcb_shape_query_extents_reply(c, asked.extents, nullptr));
     const auto shape = owned(xcb_shape_get_rectangles_reply(c, asked.shape, nullptr));
     const auto opacity = owned(xcb_get_property_reply(c, asked.opacity, nullptr));
-    if (!attributes || !geometry || !shape) return std::nullopt;
+    if (!attributes || !geometry || !extents || !shape) return std::nullopt;
 
     StackedWindow facts;
     facts.id = window;
@@ -43,13 +45,16 @@ std::optional<StackedWindow> answer(xcb_connection_t* c, std::uint32_t window, c
     facts.isMapped = attributes->map_state != XCB_MAP_STATE_UNMAPPED;
     facts.isKnown = true;
     facts.isDrawn = attributes->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT;
+    facts.keepsPixels = attributes->bit_gravity == XCB_GRAVITY_NORTH_WEST;
     facts.hasAlpha = geometry->depth == alphaDepth;
     facts.visual = attributes->visual;
-    // The server counts from the corner inside the border, and what reaches beyond the window is not seen.
-    facts.shape = regionOf(xcb_shape_get_rectangles_rectangles(shape.get()),
-                           static_cast<std::size_t>(xcb_shape_get_rectangles_rectangles_length(shape.get())))
-                      .translated(facts.border, facts.border) &
-                  QRect(0, 0, facts.outer.width, facts.outer.height);
+    facts.shape = QRect(0, 0, facts.outer.width, facts.outer.height);
+    // The list that servers give for a window without a mask lacks half of its border. Masks are counted from the
+    // corner inside the border, and what reaches beyond the window is not seen.
+    if (extents->bounding_shaped)
+        facts.shape &= regionOf(xcb_shape_get_rectangles_rectangles(shape.get()),
+                                static_cast<std::size_t>(xcb_shape_get_rectangles_rectangles_length(shape.get())))
+                           .translated(facts.border, facts.border);
     if (opacity && opacity->format == 32 && xcb_get_property_value_length(opacity.get()) >= 4)
         facts.opacity = *static_cast<const std::uint32_t*>(xcb_get_property_value(opacity.get()));
     return facts;

@@ -14,28 +14,35 @@ WindowScene::WindowScene(const XConnection& server, const XScreenSourceSetup& se
     const bool late = !redirection;
     if (late) redirection = WindowRedirection::make(setup.displayName);
     watch.start();
-    watch.onBeginning = [this](std::uint32_t window, TaintedWindows::Watched watched) { begin(window, watched); };
+    watch.onBeginning = [this](std::uint32_t window, const QRegion& part) { begin(window, part); };
+    watch.onMoved = [this](std::uint32_t window) {
+        if (tainted.partOf(window)) doubt(window);
+    };
     watch.onEnd = [this](std::uint32_t window) {
         pixels.forget(window);
         tainted.forget(window);
     };
-    // Before windows were redirected, what ours hid was drawn nowhere.
-    if (compositing == Compositing::byServer && (late || !listed.empty())) {
-        QRegion hidden;
-        for (auto id = watch.stack().order().rbegin(); id != watch.stack().order().rend(); ++id) {
-            const StackedWindow& window = *watch.stack().find(*id);
-            if (!window.isVisible()) continue;
-            if (window.isOwn) {
-                hidden += window.place();
-                continue;
-            }
-            const QRegion part = (hidden & window.place()).translated(-window.outer.x, -window.outer.y);
-            if (part.isEmpty()) continue;
-            tainted.begin(window.id, part, TaintedWindows::Watched::beforeIt, Clock::now());
-            askToRepaint(connection, window, part);
-        }
-    }
+    // Listed windows were there before the program redirected anything.
+    if (compositing == Compositing::byServer && (late || !listed.empty())) distrustWindowsBeneath();
     watch.forgetChanges();
+}
+
+/// Before windows were redirected, what ours hid was drawn nowhere, and their pictures began as copies of the screen.
+void WindowScene::distrustWindowsBeneath() {
+    QRegion hidden;
+    const std::vector<std::uint32_t>& order = watch.stack().order();
+    for (auto id = order.rbegin(); id != order.rend(); ++id) {
+        const StackedWindow& window = *watch.stack().find(*id);
+        if (!window.isVisible()) continue;
+        if (window.isOwn) {
+            hidden += window.place();
+            continue;
+        }
+        const QRegion part = (hidden & window.place()).translated(-window.outer.x, -window.outer.y);
+        if (part.isEmpty()) continue;
+        tainted.begin(window.id, part);
+        askToRepaint(connection, window, part);
+    }
 }
 
 void WindowScene::show(const PixelRect& shown) {
@@ -76,32 +83,34 @@ QRegion WindowScene::trace() const {
     return all;
 }
 
-void WindowScene::begin(std::uint32_t id, TaintedWindows::Watched watched) {
+void WindowScene::begin(std::uint32_t id, const QRegion& fresh) {
     const StackedWindow& window = *watch.stack().find(id);
     if (window.isOwn) return;
-    const QRegion part = trace() & window.place();
-    tainted.begin(id, part.translated(-window.outer.x, -window.outer.y), watched, Clock::now());
-    if (!part.isEmpty()) mustCover = true;
+    const QRegion part = (trace() & window.place()).translated(-window.outer.x, -window.outer.y) & fresh;
+    tainted.begin(id, part);
+    if (part.isEmpty()) return;
+    doubt(id);
+}
+
+/// The server reports copies that it makes itself as drawn: of the screen into a new window, and of a window that
+/// moves. What the program may have drawn by now is lost along with that report, so it is asked to draw again; this
+/// early in a window's life nobody sees it.
+void WindowScene::doubt(std::uint32_t id) {
+    mustCover = true;
+    damage.drop(id);
+    askToRepaint(connection, *watch.stack().find(id), *tainted.partOf(id));
 }
 
 bool WindowScene::isPending(const CoveredMemory& memory) const {
     if (!memory.isCurrent() || mustCover || mustDistrust || ownRepainted || watch.needsRefresh() ||
         watch.stack().changes().any)
         return true;
-    const auto next = nextExpiry();
-    if (next && *next <= Clock::now()) return true;
+    if (const auto next = nextExpiry(); next && *next <= Clock::now()) return true;
     return std::ranges::any_of(damage.announced(), [&](std::uint32_t id) {
         const StackedWindow* const window = watch.stack().find(id);
         return window && window->isVisible() &&
                (window->isOwn || memory.covered().intersects(toQRect(window->outer)) || tainted.partOf(id));
     });
-}
-
-std::optional<WindowScene::Clock::time_point> WindowScene::nextExpiry() const {
-    const auto first = own.nextExpiry();
-    const auto second = tainted.nextExpiry();
-    if (!first || !second) return first ? first : second;
-    return std::min(*first, *second);
 }
 
 void WindowScene::requestDamage(const CoveredMemory& memory) {
@@ -152,7 +161,6 @@ void WindowScene::update(CoveredMemory& memory, const QRegion& screenDamage) {
     watch.forgetChanges();
     memory.changeGround(painted, now);
 
-    if (tainted.expire(now)) mustCover = true;
     if (const auto next = own.nextExpiry(); next && *next <= now) {
         own.expire(now);
         mustCover = true;

@@ -41,7 +41,7 @@ public:
     /// Whether something has happened that the picture may have to follow.
     [[nodiscard]] bool isPending(const CoveredMemory& memory) const;
     /// When something will, without any event; nothing when not.
-    [[nodiscard]] std::optional<Clock::time_point> nextExpiry() const;
+    [[nodiscard]] std::optional<Clock::time_point> nextExpiry() const { return own.nextExpiry(); }
 
     /// Asks what programs have drawn beneath our windows; does not wait.
     void requestDamage(const CoveredMemory& memory);
@@ -52,6 +52,8 @@ public:
     void draw(const QRegion& part);
     [[nodiscard]] xcb_drawable_t drawing() const { return ground->drawable(); }
 
+    /// After a fetch: asks for what new events have left open. A round trip if there is any.
+    void refresh() { watch.refresh(); }
     /// After a fetch: where the screen may have shown us beyond the region that the memory knew of.
     [[nodiscard]] QRegion surprises(const CoveredMemory& memory) const;
     /// After a fetch: whether the order or place of windows has changed inside `part`, or their content.
@@ -65,9 +67,10 @@ public:
     [[nodiscard]] bool takeOwnRepaint();
 
 private:
-    void begin(std::uint32_t window, TaintedWindows::Watched watched);
+    void begin(std::uint32_t window, const QRegion& fresh);
+    void doubt(std::uint32_t window);
     [[nodiscard]] QRegion trace() const;
-    void distrustWindowsBeneath(const WindowWatch::Ours& late);
+    void distrustWindowsBeneath();
     void noteBackground(CoveredMemory& memory, const QRegion& screenDamage, const QRegion& moved,
                         Clock::time_point now);
 

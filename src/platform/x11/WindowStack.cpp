@@ -145,6 +145,7 @@ void WindowStack::learn(const StackedWindow& facts) {
     if (!window) return;
     const bool isNews = !window->isKnown || window->isDrawn != facts.isDrawn || window->hasAlpha != facts.hasAlpha ||
                         window->shape != facts.shape || window->opacity != facts.opacity;
+    window->keepsPixels = facts.keepsPixels;
     if (!isNews) return;
     noteDisappearance(*window, LeftPlace::Reason::moved);
     window->isKnown = true;

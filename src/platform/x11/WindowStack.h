@@ -21,6 +21,7 @@ struct StackedWindow {
 
     bool isKnown = false;     ///< whether the fields below have been asked for
     bool isDrawn = true;      ///< has pixels at all; some only take input
+    bool keepsPixels = false; ///< when it is resized
     bool hasAlpha = false;    ///< its pixels say how opaque they are
     std::uint32_t visual = 0; ///< how its pixels are to be read
     QRegion shape;            ///< counted from the corner of `outer`; without meaning while the window is not known

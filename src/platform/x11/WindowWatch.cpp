@@ -44,7 +44,7 @@ void WindowWatch::markUnknown(std::uint32_t window) {
 }
 
 void WindowWatch::beginWatching(std::uint32_t window) {
-    watchedSince[window] = damage.watch(window);
+    damage.watch(window);
     xcb_connection_t* const c = connection.xcb();
     constexpr std::uint8_t yes = 1;
     xcb_shape_select_input(c, window, yes);
@@ -112,12 +112,11 @@ void WindowWatch::remove(std::uint32_t window) {
     if (onEnd) onEnd(window);
     windows.remove(window);
     damage.forget(window);
-    watchedSince.erase(window);
     unknown.erase(window);
     urgent.erase(window);
 }
 
-void WindowWatch::setMapped(std::uint32_t window, bool isMapped, std::uint32_t sequence) {
+void WindowWatch::setMapped(std::uint32_t window, bool isMapped) {
     const StackedWindow* const known = windows.find(window);
     if (!known || known->isMapped == isMapped) return;
     windows.setMapped(window, isMapped);
@@ -127,9 +126,13 @@ void WindowWatch::setMapped(std::uint32_t window, bool isMapped, std::uint32_t s
         return;
     }
     if (unknown.erase(window) > 0) urgent.insert(window);
-    const auto since = watchedSince.find(window);
-    const bool inTime = since != watchedSince.end() && !isOlder(sequence, since->second);
-    if (onBeginning) onBeginning(window, inTime ? TaintedWindows::Watched::beforeIt : TaintedWindows::Watched::tooLate);
+    beginAll(window);
+}
+
+void WindowWatch::beginAll(std::uint32_t window) {
+    const PixelRect& outer = windows.find(window)->outer;
+    // Where the size is not known yet, this is called again.
+    if (onBeginning && !outer.isEmpty()) onBeginning(window, QRegion(0, 0, outer.width, outer.height));
 }
 
 void WindowWatch::configure(const xcb_configure_notify_event_t& event) {
@@ -138,12 +141,16 @@ void WindowWatch::configure(const xcb_configure_notify_event_t& event) {
     const PixelRect outer = outerRect(event.x, event.y, event.width, event.height, event.border_width);
     const bool resized = outer.width != window->outer.width || outer.height != window->outer.height ||
                          event.border_width != window->border;
+    // Such a window's pixels stay where they were, counted from its corner.
+    const QRect kept = window->keepsPixels ? QRect(0, 0, window->outer.width, window->outer.height) : QRect();
     const bool hasMask = window->isKnown && window->shape != QRegion(0, 0, window->outer.width, window->outer.height);
     windows.configure(event.window, {outer, event.border_width, event.above_sibling});
+    if (onMoved && window->isMapped) onMoved(event.window);
     if (!resized) return;
     if (hasMask) markUnknown(event.window);
     if (onEnd) onEnd(event.window);
-    if (window->isMapped && onBeginning) onBeginning(event.window, TaintedWindows::Watched::beforeIt);
+    if (window->isMapped && onBeginning)
+        onBeginning(event.window, QRegion(0, 0, outer.width, outer.height) - QRegion(kept));
 }
 
 void WindowWatch::reparent(const xcb_reparent_notify_event_t& event) {
@@ -188,11 +195,11 @@ bool WindowWatch::handleEvent(const xcb_generic_event_t& event) {
             return true;
         case XCB_MAP_NOTIFY:
             if (!isOld)
-                setMapped(reinterpret_cast<const xcb_map_notify_event_t&>(event).window, true, event.full_sequence);
+                setMapped(reinterpret_cast<const xcb_map_notify_event_t&>(event).window, true);
             return true;
         case XCB_UNMAP_NOTIFY:
             if (!isOld)
-                setMapped(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window, false, event.full_sequence);
+                setMapped(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window, false);
             return true;
         case XCB_REPARENT_NOTIFY:
             if (!isOld) reparent(reinterpret_cast<const xcb_reparent_notify_event_t&>(event));
@@ -237,8 +244,10 @@ void WindowWatch::refresh() {
         for (const std::optional<StackedWindow>& facts : query.facts(ids)) {
             if (!facts) continue; // gone, of which an event will tell
             const StackedWindow* const window = windows.find(facts->id);
-            if (window && window->outer.isEmpty())
+            if (window && window->outer.isEmpty()) {
                 windows.configure(facts->id, {facts->outer, facts->border, windows.order().back()});
+                if (window->isMapped) beginAll(facts->id);
+            }
             windows.learn(*facts);
         }
     }

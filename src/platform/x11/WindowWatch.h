@@ -1,7 +1,6 @@
 // WindowWatch.h: keeps the mirror of the stack true to what the server tells.
 #pragma once
 
-#include "platform/x11/TaintedWindows.h"
 #include "platform/x11/WindowDamage.h"
 #include "platform/x11/WindowQuery.h"
 #include "platform/x11/WindowStack.h"
@@ -13,7 +12,6 @@
 #include <cstdint>
 #include <functional>
 #include <set>
-#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -35,8 +33,11 @@ public:
     };
     WindowWatch(const XConnection& connection, WindowDamage& damage, Ours ours);
 
-    /// A window's pixels begin anew: it is about to be seen, or has another size. The stack knows it already.
-    std::function<void(std::uint32_t window, TaintedWindows::Watched)> onBeginning;
+    /// Pixels of a window begin anew: it is about to be seen, or has another size. `part` is counted from its corner;
+    /// the stack knows its new place already.
+    std::function<void(std::uint32_t window, const QRegion& part)> onBeginning;
+    /// The window has another place.
+    std::function<void(std::uint32_t window)> onMoved;
     /// The window is no longer seen, and its picture is gone or will be another one.
     std::function<void(std::uint32_t window)> onEnd;
 
@@ -60,9 +61,10 @@ private:
     void beginWatching(std::uint32_t window);
     void add(StackedWindow window);
     void remove(std::uint32_t window);
-    void setMapped(std::uint32_t window, bool isMapped, std::uint32_t sequence);
+    void setMapped(std::uint32_t window, bool isMapped);
     void configure(const xcb_configure_notify_event_t& event);
     void reparent(const xcb_reparent_notify_event_t& event);
+    void beginAll(std::uint32_t window);
     void findFrames(const std::vector<std::uint32_t>& candidates);
     void climb(std::uint32_t window);
 
@@ -73,7 +75,6 @@ private:
     XClientResources self;
     WindowStack windows;
     std::uint32_t startedAt = 0; // events numbered below are older than what start() has read
-    std::unordered_map<std::uint32_t, std::uint32_t> watchedSince; // sequence of the request, by window
     std::unordered_set<std::uint32_t> unknown; // hidden windows whose facts are to be asked for once they are mapped
     std::unordered_set<std::uint32_t> urgent;  // mapped ones
     std::vector<std::uint32_t> reparented;     // windows of ours inside unknown ones

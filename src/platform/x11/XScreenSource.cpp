@@ -191,7 +191,7 @@ bool XScreenSource::fetchPixels() {
 void XScreenSource::takePointer() {
     std::optional<PointerWatch::State> state = pointer->collect();
     if (!state) return;
-    if (state->image) {
+    if (state->image && *state->image != cursor.currentImage()) {
         cursor.setImage(std::move(*state->image));
         pointerImageChanged = true;
     }
