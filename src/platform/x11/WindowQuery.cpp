@@ -25,8 +25,8 @@ struct Asked {
 
 Asked ask(xcb_connection_t* c, std::uint32_t window, xcb_atom_t opacity) {
     constexpr std::uint8_t keep = 0;
-    return {xcb_get_window_attributes(c, window), xcb_get_geometry(c, window),
-            xcb_shape_query_extents(c, window), xcb_shape_get_rectangles(c, window, XCB_SHAPE_SK_BOUNDING),
+    return {xcb_get_window_attributes(c, window), xcb_get_geometry(c, window), xcb_shape_query_extents(c, window),
+            xcb_shape_get_rectangles(c, window, XCB_SHAPE_SK_BOUNDING),
             xcb_get_property(c, keep, window, opacity, XCB_ATOM_CARDINAL, 0, 1)};
 }
 

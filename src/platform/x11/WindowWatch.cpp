@@ -194,12 +194,10 @@ bool WindowWatch::handleEvent(const xcb_generic_event_t& event) {
             if (!isOld) remove(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
             return true;
         case XCB_MAP_NOTIFY:
-            if (!isOld)
-                setMapped(reinterpret_cast<const xcb_map_notify_event_t&>(event).window, true);
+            if (!isOld) setMapped(reinterpret_cast<const xcb_map_notify_event_t&>(event).window, true);
             return true;
         case XCB_UNMAP_NOTIFY:
-            if (!isOld)
-                setMapped(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window, false);
+            if (!isOld) setMapped(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window, false);
             return true;
         case XCB_REPARENT_NOTIFY:
             if (!isOld) reparent(reinterpret_cast<const xcb_reparent_notify_event_t&>(event));

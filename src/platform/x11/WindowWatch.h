@@ -74,7 +74,7 @@ private:
     Ours ours;
     XClientResources self;
     WindowStack windows;
-    std::uint32_t startedAt = 0; // events numbered below are older than what start() has read
+    std::uint32_t startedAt = 0;               // events numbered below are older than what start() has read
     std::unordered_set<std::uint32_t> unknown; // hidden windows whose facts are to be asked for once they are mapped
     std::unordered_set<std::uint32_t> urgent;  // mapped ones
     std::vector<std::uint32_t> reparented;     // windows of ours inside unknown ones
