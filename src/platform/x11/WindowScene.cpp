@@ -49,6 +49,8 @@ void WindowScene::show(const PixelRect& shown) {
     area = toQRect(shown);
     ground = shown.isEmpty() ? nullptr : std::make_unique<RebuiltGround>(connection, formats, shown);
     wallpaper.invalidate();
+    // What is learned of a background begins with the first frame.
+    (void)wallpaper.picture(compositing);
     mustCover = true;
 }
 
@@ -86,7 +88,10 @@ QRegion WindowScene::trace() const {
 void WindowScene::begin(std::uint32_t id, const QRegion& fresh) {
     const StackedWindow& window = *watch.stack().find(id);
     if (window.isOwn) return;
-    const QRegion part = (trace() & window.place()).translated(-window.outer.x, -window.outer.y) & fresh;
+    // Borders are the server's own work, and there from the beginning.
+    const int border = window.border;
+    const QRect inside(border, border, window.outer.width - 2 * border, window.outer.height - 2 * border);
+    const QRegion part = (trace() & window.place()).translated(-window.outer.x, -window.outer.y) & fresh & inside;
     tainted.begin(id, part);
     if (part.isEmpty()) return;
     doubt(id);
@@ -170,8 +175,9 @@ void WindowScene::update(CoveredMemory& memory, const QRegion& screenDamage) {
         mustCover = false;
     }
     if (mustDistrust) {
-        memory.distrust();
         wallpaper.invalidate();
+        (void)wallpaper.picture(compositing);
+        memory.begin(area);
         mustDistrust = false;
     }
     noteBackground(memory, screenDamage, moved, now);
@@ -194,6 +200,8 @@ void WindowScene::noteBackground(CoveredMemory& memory, const QRegion& screenDam
     if (!changed) return;
     wallpaper.invalidate();
     memory.changeGround(memory.covered(), now);
+    (void)wallpaper.picture(compositing);
+    if (wallpaper.isLearning()) memory.begin(area);
 }
 
 void WindowScene::draw(const QRegion& part) {
