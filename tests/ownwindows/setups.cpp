@@ -64,6 +64,7 @@ std::vector<Setup> everySetup() {
                    .managerComposites = true,
                    .environment = {"LIBGL_ALWAYS_SOFTWARE=1"},
                    .effects = Effects::shadowsOrTitles,
+                   .tolerance = 2, // its background's gradient
                    .rest = 600ms});
     return all;
 }
