@@ -208,7 +208,12 @@ Expectation Desk::expectation(Picture picture) {
          {right - pointerReach, recordedArea.bottom() / 2 - pointerReach, pointerReach, 2 * pointerReach}},
         setup.tolerance};
     if (setup.effects == Effects::none) return wanted;
-    for (const PixelRect& window : others->places()) {
+    std::vector<PixelRect> windows = others->places();
+    for (Program* const program : furtherPrograms) {
+        const std::vector<PixelRect> more = program->places();
+        windows.insert(windows.end(), more.begin(), more.end());
+    }
+    for (const PixelRect& window : windows) {
         const PixelRect rect = window.offsetBy(-recordedArea.x, -recordedArea.y);
         const PixelRect reach = rect.grownBy(effectsReach);
         wanted.ignored.push_back({reach.x, reach.y, reach.width, effectsReach});

@@ -94,6 +94,7 @@ public:
     std::unique_ptr<RawRoot> raw;
     FrameJudge judge;
     std::unique_ptr<FrameReceiver> recording;
+    std::vector<Program*> furtherPrograms; ///< others besides `others`, which live as long as they stand here
     std::vector<xcb_window_t> ownWindows;
 
 private:
