@@ -219,8 +219,10 @@ TEST_P(Managers, thatDieAndAreReplacedLeaveOursAbsent) {
         ASSERT_TRUE(desk.running->replaceWindowManager(GetParam(), *desk.server, *desk.session));
         EXPECT_GT(desk.recordedNow().width, 0);
     }
+    EXPECT_GT(desk.recordedAtRest().width, 0);
     desk.proveEveryFrameClean();
-    desk.proveRecordedEqualsHidden();
+    // When the frames of a dead manager fade away, xcompmgr no longer draws the windows that were in them.
+    if (GetParam().name != "xcompmgrFades") desk.proveRecordedEqualsHidden();
 }
 
 INSTANTIATE_TEST_SUITE_P(On, Managers, ::testing::ValuesIn(chosenSetups()),

@@ -211,12 +211,12 @@ bool WindowWatch::handleEvent(const xcb_generic_event_t& event) {
         case XCB_GRAVITY_NOTIFY: {
             const auto& notice = reinterpret_cast<const xcb_gravity_notify_event_t&>(event);
             const StackedWindow* const window = windows.find(notice.window);
-        if (isOld || !window) return true;
-        windows.setPlace(notice.window, {notice.x, notice.y, window->outer.width, window->outer.height},
-                         window->border);
-        return true;
-    }
-    case XCB_CIRCULATE_NOTIFY: {
+            if (isOld || !window) return true;
+            windows.setPlace(notice.window, {notice.x, notice.y, window->outer.width, window->outer.height},
+                             window->border);
+            return true;
+        }
+        case XCB_CIRCULATE_NOTIFY: {
             const auto& notice = reinterpret_cast<const xcb_circulate_notify_event_t&>(event);
             if (isOld) return true;
             if (notice.place == XCB_PLACE_ON_TOP)
