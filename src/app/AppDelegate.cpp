@@ -1,17 +1,23 @@
 #include "app/AppDelegate.h"
 
+#include "app/ControlWindow.h"
+#include "app/SingleInstance.h"
+#include "app/floatingTools.h"
 #include "app/mainThread.h"
 #include "platform/Desktop.h"
 #include "platform/Screens.h"
+#include "platform/SleepInhibitor.h"
+#include "platform/chooseCamera.h"
+#include "platform/chooseSound.h"
 #include "platform/chooseSources.h"
 #include "ui/ControlView.h"
 
 #include <QApplication>
-#include <QCloseEvent>
-#include <QScreen>
+#include <QEventLoop>
+#include <QRandomGenerator>
+#include <QSessionManager>
+#include <QStandardPaths>
 #include <QTimer>
-#include <QVBoxLayout>
-#include <QWidget>
 
 #include <chrono>
 #include <utility>
@@ -24,72 +30,122 @@ namespace {
 /// long.
 constexpr std::chrono::seconds patienceAtExit{5};
 
-/// The frame of the screen that `window` is on.
-Rect frameOfScreenOf(const QWidget& window, const ScreenList& screens) {
-    const std::string name = window.screen()->name().toStdString();
-    for (const Screen& screen : screens.screens)
-        if (screen.name == name) return screen.frame;
-    const Screen* const other = screens.mainOrFirst();
-    return other ? other->frame : Rect{};
+std::filesystem::path settingsFile() {
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
+    return std::filesystem::path(folder.toStdString()) / "quillet" / "settings";
 }
 
 } // namespace
 
-/// The one control window; closing it ends the program.
-class AppDelegate::ControlWindow : public QWidget {
-public:
-    explicit ControlWindow(std::function<void()> closing) : onClose(std::move(closing)) {}
-
-protected:
-    void closeEvent(QCloseEvent* event) override {
-        event->accept();
-        onClose();
-    }
-
-private:
-    std::function<void()> onClose;
-};
-
-AppDelegate::AppDelegate()
-    : controlWindow(std::make_unique<ControlWindow>([this] { windowWillClose(); })),
-      view(new ControlView(controlWindow.get())) {
-    model = AppModel::make({.screenSource = chooseScreenSource(),
-                            .mainQueue = qtMainQueue(),
-                            .screens = [] { return currentScreens().list; },
-                            .region = [this] { return frameOfScreenOf(*controlWindow, currentScreens().list); },
-                            .desktopFolder = [] { return desktopFolder(); },
-                            .reveal = [](const std::filesystem::path& file) { revealFile(file); }});
-    model->onChange = [this] { showModel(); };
-    view->onToggleRecording = [this] { model->toggleRecording(); };
-
-    controlWindow->setWindowTitle(QStringLiteral("Quillet"));
-    controlWindow->setAccessibleName(QStringLiteral("Quillet"));
-    auto* const layout = new QVBoxLayout(controlWindow.get());
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(view);
-    controlWindow->resize(360, controlWindow->sizeHint().height());
+AppDelegate::AppDelegate(std::unique_ptr<SingleInstance> onlyInstance)
+    : instance(std::move(onlyInstance)), settings(std::make_shared<SettingsStore>(settingsFile())),
+      controlWindow(std::make_unique<ControlWindow>(settings)), view(new ControlView(controlWindow.get())),
+      model(AppModel::make(makeEnvironment())) {
+    connectView();
+    controlWindow->onClose = [this] { terminate(); };
+    if (instance) instance->onActivate = [this] { controlWindow->bringUp(); };
+    controlWindow->setCentralWidget(view);
     // The last window's going away is no reason to leave before the file is complete.
     QApplication::setQuitOnLastWindowClosed(false);
+    QObject::connect(
+        qApp, &QGuiApplication::commitDataRequest, controlWindow.get(),
+        [this](QSessionManager& manager) {
+            manager.setRestartHint(QSessionManager::RestartNever);
+            finishBeforeLogout();
+        },
+        Qt::DirectConnection);
     showModel();
 }
 
 AppDelegate::~AppDelegate() = default;
 
-void AppDelegate::showControlWindow() {
-    controlWindow->show();
-    controlWindow->activateWindow();
+AppEnvironment AppDelegate::makeEnvironment() {
+    return {
+        .recording = {.screenSource = chooseScreenSource(),
+                      .desktopFolder = {},
+                      .mainQueue = qtMainQueue(),
+                      .systemAudio = chooseSystemAudio()},
+        .devices = {.camera = chooseCamera(), .microphone = chooseMicrophone()},
+        .settings = settings,
+        .screens = [] { return currentScreens().list; },
+        .desktopFolder = [] { return desktopFolder(); },
+        .reveal =
+            [this](const std::filesystem::path& file) {
+                if (!sessionEnds) revealFile(file);
+            },
+        .keepAwake = [] { return std::make_shared<SleepInhibitor>("正在录制屏幕"); },
+        .makeRegion = makeRegionTool,
+        .makeCamera = [this](const std::shared_ptr<CameraManager>& camera) { return makeCameraTool(camera, settings); },
+        .makeTeleprompter = makeTeleprompterTool,
+        .controlWindowIDs = [this]() -> std::vector<std::uint32_t> {
+            return {static_cast<std::uint32_t>(controlWindow->winId())};
+        },
+        .drawBackground = [] { return QRandomGenerator::global()->bounded(9); }};
+}
+
+void AppDelegate::connectView() {
+    model->onWillChange = [this] {
+        // Several changes in a row are shown at once.
+        if (std::exchange(isShowingSoon, true)) return;
+        QMetaObject::invokeMethod(
+            view, [this] { showModel(); }, Qt::QueuedConnection);
+    };
+    // A control that hears nothing goes back to what it showed before.
+    const auto shows = [this](auto action) {
+        return [this, action](auto... value) {
+            (model.get()->*action)(value...);
+            showModel();
+        };
+    };
+    view->onSelectRange = shows(&AppModel::selectRange);
+    view->onSetCameraEnabled = shows(&AppModel::setCameraEnabled);
+    view->onSetMicEnabled = shows(&AppModel::setMicEnabled);
+    view->onSetTeleprompterEnabled = shows(&AppModel::setTeleprompterEnabled);
+    view->onSetQuality = shows(&AppModel::setQuality);
+    view->onSetBeautifyEnabled = shows(&AppModel::setBeautifyEnabled);
+    view->onSetBackgroundIndex = shows(&AppModel::setBackgroundIndex);
+    view->onSetCornerRadius = shows(&AppModel::setCornerRadius);
+    view->onSetPadding = shows(&AppModel::setPadding);
+    view->onSetShadowEnabled = shows(&AppModel::setShadowEnabled);
+    view->onRandomBackground = shows(&AppModel::randomBackground);
+    view->onToggleRecording = shows(&AppModel::toggleRecording);
+}
+
+void AppDelegate::applicationDidFinishLaunching() {
+    controlWindow->bringUp();
+    model->onLaunch();
 }
 
 void AppDelegate::showModel() {
-    view->showRecording(model->isRecording());
-    view->showStatus(QString::fromStdString(model->statusText()));
+    isShowingSoon = false;
+    view->show(model->state());
+    // When the rows have found their places.
+    QTimer::singleShot(0, view, [this] { controlWindow->fitHeight(view->contentHeight()); });
 }
 
-void AppDelegate::windowWillClose() {
-    model->teardown();
-    if (!model->hasSession()) return QApplication::quit();
-    model->onSessionEnded = [] { QApplication::quit(); };
+void AppDelegate::terminate() {
+    if (std::exchange(isEnding, true)) return;
+    instance.reset();
+    model->teardownOverlays();
+    controlWindow->hide();
+    if (!model->isBusy()) return QApplication::quit();
+    model->onIdle = [] { QApplication::quit(); };
     QTimer::singleShot(patienceAtExit, qApp, [] { QApplication::quit(); });
+}
+
+/// The session may end as soon as this returns; or it may go on, when another program or the user objects.
+void AppDelegate::finishBeforeLogout() {
+    if (model->isBusy()) {
+        sessionEnds = true;
+        model->endRecording();
+        QEventLoop untilIdle;
+        const auto then = std::exchange(model->onIdle, [&] { untilIdle.quit(); });
+        QTimer::singleShot(patienceAtExit, &untilIdle, [&] { untilIdle.quit(); });
+        if (model->isBusy()) untilIdle.exec(QEventLoop::ExcludeUserInputEvents);
+        model->onIdle = then;
+        sessionEnds = false;
+    }
+    settings->flush();
 }
 
 } // namespace quillet

@@ -1,97 +1,129 @@
+// The settings and the tools; starting and stopping a recording is in recordingControl.cpp.
 #include "app/AppModel.h"
+
+#include "app/settings.h"
+#include "beautify/BackgroundLibrary.h"
+#include "geometry/fatal.h"
 
 #include <utility>
 
 namespace quillet {
 
-namespace {
-
-constexpr int recordingFps = 60;
-
-} // namespace
-
 std::shared_ptr<AppModel> AppModel::make(AppEnvironment environment) {
     return std::shared_ptr<AppModel>(new AppModel(std::move(environment)));
 }
 
-AppModel::AppModel(AppEnvironment surroundings) : environment(std::move(surroundings)) {}
+AppModel::AppModel(AppEnvironment surroundings)
+    : environment(std::move(surroundings)), fields(loadSettings(*environment.settings)),
+      regionController(environment.makeRegion()) {}
 
-void AppModel::setStatus(std::string text) {
-    status = std::move(text);
-    if (onChange) onChange();
+template <typename T>
+void AppModel::assignAndSave(T AppState::*field, T value) {
+    assign(field, std::move(value));
+    saveSettings(*environment.settings, fields);
 }
 
-void AppModel::setRecording(bool isRecording) {
-    recording = isRecording;
-    if (onChange) onChange();
+void AppModel::setMicEnabled(bool isEnabled) { assignAndSave(&AppState::micEnabled, isEnabled); }
+void AppModel::setQuality(ExportQuality quality) { assignAndSave(&AppState::quality, quality); }
+void AppModel::setBeautifyEnabled(bool isEnabled) { assignAndSave(&AppState::beautifyEnabled, isEnabled); }
+void AppModel::setBackgroundIndex(std::int64_t index) { assignAndSave(&AppState::backgroundIndex, index); }
+void AppModel::setCornerRadius(double fraction) { assignAndSave(&AppState::cornerRadius, fraction); }
+void AppModel::setPadding(double fraction) { assignAndSave(&AppState::padding, fraction); }
+void AppModel::setShadowEnabled(bool isEnabled) { assignAndSave(&AppState::shadowEnabled, isEnabled); }
+
+Screen AppModel::currentScreen() const {
+    const ScreenList screens = environment.screens();
+    const Screen* screen = screens.containing(regionController->frame().centre());
+    if (!screen) screen = screens.mainOrFirst();
+    // The toolkit always has one, even when every monitor is unplugged.
+    if (!screen) fatal("no screen at all");
+    return *screen;
 }
 
-void AppModel::toggleRecording() {
-    if (recording)
-        stopRecording();
-    else
-        startRecording();
+void AppModel::showRegion() {
+    regionController->orderFront();
+    regionController->updateHandles();
 }
 
-void AppModel::startRecording() {
-    const std::optional<CaptureLayout> layout =
-        CaptureLayout::make(environment.region(), std::nullopt, environment.screens());
-    if (!layout) return setStatus("无法确定录制区域。");
+void AppModel::onLaunch() {
+    regionController->apply(fields.rangeMode, currentScreen());
+    showRegion();
+    showRegion();
+}
 
-    RecordingEnvironment surroundings{.screenSource = environment.screenSource,
-                                      .desktopFolder = environment.desktopFolder(),
-                                      .mainQueue = environment.mainQueue};
-    if (surroundings.desktopFolder.empty()) return setStatus("无法创建录制会话。");
-    session =
-        RecordingSession::make({.layout = *layout, .quality = ExportQuality::high, .fps = recordingFps}, surroundings);
-    if (!session) return setStatus("无法创建录制会话。");
+void AppModel::selectRange(RangeMode mode) {
+    assignAndSave(&AppState::rangeMode, mode);
+    regionController->apply(mode, currentScreen());
+    showRegion();
+}
 
-    const std::weak_ptr<AppModel> weak = weak_from_this();
-    session->onLost = [weak](const Error&) {
-        const auto self = weak.lock();
-        if (self && self->recording) self->stopRecording();
-    };
-    setStatus("启动中…");
-    session->start({}, [weak, mainQueue = environment.mainQueue](const std::optional<Error>& error) {
-        mainQueue([weak, error] {
-            if (const auto self = weak.lock()) self->captureStarted(error);
+void AppModel::randomBackground() {
+    std::int64_t index = environment.drawBackground();
+    if (index == fields.backgroundIndex) index = (index + 1) % BackgroundLibrary::presetCount;
+    setBackgroundIndex(index);
+}
+
+void AppModel::setCameraEnabled(bool isEnabled) {
+    assign(&AppState::cameraEnabled, isEnabled);
+    const int request = ++cameraRequests;
+    if (!isEnabled) return closeCamera();
+    const auto answered = [weak = weak_from_this(), request, mainQueue = environment.recording.mainQueue] {
+        mainQueue([weak, request] {
+            const auto self = weak.lock();
+            // Switched off, or off and on again, before the answer came.
+            if (self && self->cameraRequests == request) self->openCamera();
         });
-    });
+    };
+    if (environment.cameraAccess)
+        environment.cameraAccess(answered);
+    else
+        answered();
 }
 
-void AppModel::captureStarted(const std::optional<Error>& error) {
-    if (error) {
-        session.reset();
-        setStatus("启动失败：" + error->description);
+void AppModel::openCamera() {
+    const auto manager = std::make_shared<CameraManager>(environment.devices);
+    if (!manager->attachCamera()) {
+        setStatus("无法访问摄像头（检查系统设置里的相机权限）。");
+        assign(&AppState::cameraEnabled, false);
         return;
     }
-    setRecording(true);
-    setStatus("● 录制中…  点击停止结束。");
+    manager->start();
+    cameraManager = manager;
+    std::unique_ptr<CameraTool> bubble = environment.makeCamera(manager);
+    bubble->placeDefault(currentScreen());
+    const auto follow = [weak = weak_from_this()](const Rect& frame) {
+        const auto self = weak.lock();
+        if (self && self->session) self->session->updateCameraRect(frame);
+    };
+    bubble->onLiveMove = follow;
+    bubble->onFrameCommitted = follow;
+    bubble->orderFront();
+    cameraController = std::move(bubble);
 }
 
-void AppModel::stopRecording() {
-    if (!session) return;
-    setStatus("正在导出…");
-    setRecording(false);
-    session->stop(
-        [weak = weak_from_this()](const std::optional<std::filesystem::path>& url, const std::optional<Error>& error) {
-            if (const auto self = weak.lock()) self->sessionEnded(url, error);
-        });
+void AppModel::closeCamera() {
+    cameraController.reset();
+    if (cameraManager) cameraManager->stop();
+    cameraManager.reset();
 }
 
-void AppModel::sessionEnded(const std::optional<std::filesystem::path>& url, const std::optional<Error>& error) {
-    session.reset();
-    if (url) {
-        setStatus("已保存：" + url->filename().string() + "（桌面）");
-        environment.reveal(*url);
-    } else {
-        setStatus("导出失败：" + (error ? error->description : std::string("未知错误")));
-    }
-    if (onSessionEnded) onSessionEnded();
+void AppModel::setTeleprompterEnabled(bool isEnabled) {
+    assign(&AppState::teleprompterEnabled, isEnabled);
+    teleprompterController.reset();
+    if (!isEnabled) return;
+    teleprompterController = environment.makeTeleprompter();
+    teleprompterController->showOn(currentScreen());
 }
 
-void AppModel::teardown() {
-    if (recording && session) stopRecording();
+void AppModel::teardownOverlays() {
+    isTornDown = true;
+    endRecording();
+    regionController->orderOut();
+    ++cameraRequests; // an answer that is still to come finds nobody
+    closeCamera();
+    assign(&AppState::cameraEnabled, false);
+    teleprompterController.reset();
+    assign(&AppState::teleprompterEnabled, false);
 }
 
 } // namespace quillet

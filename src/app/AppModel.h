@@ -1,65 +1,111 @@
-// AppModel.h: what the user can set, what the control window shows, and the recording that runs.
+// AppModel.h: the one model of the program: what the user can set, the tools on the screen, and the recording that
+// runs.
 #pragma once
 
+#include "app/AppEnvironment.h"
+#include "app/AppState.h"
 #include "geometry/Screen.h"
 #include "media/Error.h"
-#include "pipeline/ExportQuality.h"
 #include "pipeline/RecordingSession.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 
 namespace quillet {
 
-/// What the model asks of the platform.
-struct AppEnvironment {
-    ScreenSourceFactory screenSource;
-    MainQueue mainQueue;
-    std::function<ScreenList()> screens;
-    std::function<Rect()> region;                         ///< what to record, global screen points
-    std::function<std::filesystem::path()> desktopFolder; ///< empty: there is none
-    std::function<void(const std::filesystem::path&)> reveal;
-};
-
-/// The one model of the program. Starting and stopping report through statusText alone.
+/// Settings flow from the store to the state once, and back with every change of a kept field. Whatever happens is told
+/// through statusText alone.
 ///
-/// Threads: main.
+/// Threads: main. Completions from other threads come through the main queue and hold the model weakly.
 class AppModel : public std::enable_shared_from_this<AppModel> {
 public:
+    /// Loads the settings and makes the region tool; writes nothing and shows nothing.
     [[nodiscard]] static std::shared_ptr<AppModel> make(AppEnvironment environment);
 
-    [[nodiscard]] bool isRecording() const { return recording; }
-    [[nodiscard]] const std::string& statusText() const { return status; }
-    [[nodiscard]] bool hasSession() const { return session != nullptr; }
+    [[nodiscard]] const AppState& state() const { return fields; }
+    /// A field is about to change; it still has its old value. Whoever shows the state looks again in the event loop's
+    /// next turn.
+    std::function<void()> onWillChange;
 
-    /// isRecording or statusText changed.
-    std::function<void()> onChange;
-    /// A session that was asked to stop has completed its file, or failed to.
-    std::function<void()> onSessionEnded;
+    /// Once, when the control window is on screen: shows the capture range.
+    void onLaunch();
+    void selectRange(RangeMode mode);
+    /// Another backdrop than the present one.
+    void randomBackground();
+    void setMicEnabled(bool isEnabled);
+    void setQuality(ExportQuality quality);
+    void setBeautifyEnabled(bool isEnabled);
+    void setBackgroundIndex(std::int64_t index);
+    void setCornerRadius(double fraction);
+    void setPadding(double fraction);
+    void setShadowEnabled(bool isEnabled);
+    void setCameraEnabled(bool isEnabled);
+    void setTeleprompterEnabled(bool isEnabled);
 
-    /// The record button: starts a recording, or stops the one that runs.
+    /// The record button: stops the recording that runs, else starts one. While one is starting the button does nothing
+    /// more; while a file is being completed the next recording may start already.
     void toggleRecording();
-    /// Asks a running recording to stop; onSessionEnded says when its file is complete.
-    void teardown();
+
+    /// Asks a recording that runs or is starting to stop; isBusy tells when its file is complete.
+    void endRecording();
+    /// The program ends: ends the recording, then hides and drops all tools. The file is not shown in the file manager
+    /// any more.
+    void teardownOverlays();
+    /// Whether a recording runs, is starting, or its file is not complete yet.
+    [[nodiscard]] bool isBusy() const { return busySessions > 0; }
+    /// isBusy has become false.
+    std::function<void()> onIdle;
 
 private:
+    using SessionReference = std::weak_ptr<RecordingSession>;
+
     explicit AppModel(AppEnvironment environment);
 
-    void startRecording();
-    void stopRecording();
-    void captureStarted(const std::optional<Error>& error);
-    void sessionEnded(const std::optional<std::filesystem::path>& url, const std::optional<Error>& error);
-    void setStatus(std::string text);
-    void setRecording(bool isRecording);
+    template <typename T>
+    void assign(T AppState::*field, T value) {
+        if (onWillChange) onWillChange();
+        fields.*field = std::move(value);
+    }
+    template <typename T>
+    void assignAndSave(T AppState::*field, T value);
+    void setStatus(std::string text) { assign(&AppState::statusText, std::move(text)); }
+    [[nodiscard]] Screen currentScreen() const;
+    void showRegion();
 
-    AppEnvironment environment;
-    bool recording = false;
-    std::string status = "选择范围，开摄像头摆头像，然后开始。";
-    // Shared only with the callbacks of its own threads, which hold it weakly.
+    void startRecording();
+    [[nodiscard]] std::shared_ptr<CameraManager> attachSources();
+    void restSources();
+    [[nodiscard]] std::set<std::uint32_t> windowsToExclude() const;
+    void captureStarted(const SessionReference& started, const std::optional<Error>& error);
+    void stopRecording();
+    void sessionEnded(const SessionReference& ended, const std::optional<std::filesystem::path>& url,
+                      const std::optional<Error>& error);
+    void leaveBusy();
+    void openCamera();
+    void closeCamera();
+
+    const AppEnvironment environment;
+    AppState fields;
+
+    const std::unique_ptr<RegionTool> regionController;
+    std::unique_ptr<CameraTool> cameraController;
+    // Shared with the sessions that record its picture and its sound.
+    std::shared_ptr<CameraManager> cameraManager;
+    // The newest: starting, running, or completing its file. Shared with the callbacks of its own threads.
     std::shared_ptr<RecordingSession> session;
+    std::unique_ptr<TeleprompterTool> teleprompterController;
+
+    bool isStopping = false; ///< the session has been asked to stop
+    bool isTornDown = false;
+    int busySessions = 0;
+    int cameraRequests = 0; ///< so far; only the newest one's answer counts
+    std::shared_ptr<void> awake;
 };
 
 } // namespace quillet

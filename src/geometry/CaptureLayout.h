@@ -9,6 +9,10 @@
 
 namespace quillet {
 
+/// A rectangle of global screen points in the pixels of one screen: origin at its bottom left, y up, rounded to an even
+/// size. Films and the program's own windows round alike, so that both agree to the pixel.
+[[nodiscard]] Rect displayPixels(const Rect& global, const Screen& screen);
+
 /// Made once when a recording starts; a value that never changes afterwards.
 struct CaptureLayout {
     Screen screen;                    ///< the monitor that holds the region's centre

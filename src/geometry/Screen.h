@@ -22,6 +22,9 @@ struct Screen {
     Size pixelSize;                ///< native pixels of the current mode
     double backingScaleFactor = 1; ///< the toolkit's pixels per point
 
+    /// Pixels per point in both directions, from the widths; a screen without a width has its backing scale factor.
+    [[nodiscard]] double scale() const;
+
     friend bool operator==(const Screen&, const Screen&) = default;
 };
 
@@ -34,6 +37,9 @@ struct ScreenList {
     [[nodiscard]] const Screen* mainOrFirst() const;
     /// The first screen whose frame contains `point`, else null.
     [[nodiscard]] const Screen* containing(Point point) const;
+    /// The screen that a window with this frame is on: the one with most of it, the first of equals. Without any, the
+    /// main or first one; null when there is no screen.
+    [[nodiscard]] const Screen* holding(const Rect& frame) const;
 };
 
 } // namespace quillet

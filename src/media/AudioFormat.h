@@ -5,6 +5,7 @@
 
 namespace quillet {
 
+/// Native byte order. int24in32: the lower 24 bits of 32 hold the sample with its sign, the upper 8 may hold anything.
 enum class SampleType { uint8, int16, int24in32, int32, float32, float64 };
 
 [[nodiscard]] constexpr std::size_t sampleBytes(SampleType type) {

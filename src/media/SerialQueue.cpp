@@ -147,11 +147,12 @@ SerialQueue::~SerialQueue() {
 const std::string& SerialQueue::label() const { return state->label; }
 
 void SerialQueue::async(Task task) {
+    const std::shared_ptr<State> shared = state; // the task may destroy this queue before this returns
     {
-        const std::lock_guard guard(state->mutex);
-        state->tasks.push_back(std::move(task));
+        const std::lock_guard guard(shared->mutex);
+        shared->tasks.push_back(std::move(task));
     }
-    state->wake();
+    shared->wake();
 }
 
 void SerialQueue::sync(const Task& task) {
@@ -169,12 +170,13 @@ void SerialQueue::sync(const Task& task) {
 
 SerialQueue::TimerId SerialQueue::after(Clock::time_point when, Task task) {
     TimerId id;
+    const std::shared_ptr<State> shared = state; // as in async
     {
-        const std::lock_guard guard(state->mutex);
-        id = state->nextTimer++;
-        state->timers.emplace(std::pair(when, id), std::move(task));
+        const std::lock_guard guard(shared->mutex);
+        id = shared->nextTimer++;
+        shared->timers.emplace(std::pair(when, id), std::move(task));
     }
-    state->wake();
+    shared->wake();
     return id;
 }
 

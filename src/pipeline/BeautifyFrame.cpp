@@ -71,7 +71,10 @@ BeautifyFrame::BeautifyFrame(const BeautifySettings& settings, int width, int he
     const InsetGeometry inset(settings, width, height);
     if (!(inset.scale > 0)) return;
     mask = drawMask(inset, width, height);
-    if (settings.shadowEnabled) castShadow(*backdrop, mask, inset.shadowBlur, inset.shadowDrop, shadowOpacity);
+    if (settings.shadowEnabled)
+        castShadow(mask, {inset.shadowBlur, inset.shadowDrop, shadowOpacity}, [&](int y, const std::byte* black) {
+            kernels::composite(backdrop->row(y), black, backdrop->row(y), static_cast<std::size_t>(width));
+        });
 
     for (int y = 0; y < height; ++y) {
         const std::uint8_t* row = mask.row(y);

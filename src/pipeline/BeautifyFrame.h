@@ -1,9 +1,9 @@
 // BeautifyFrame.h: the backdrop, and the picture set into it.
 #pragma once
 
+#include "beautify/DropShadow.h"
 #include "media/PixelBuffer.h"
 #include "pipeline/BeautifySettings.h"
-#include "pipeline/DropShadow.h"
 #include "pipeline/ImageScaler.h"
 #include "pipeline/ScreenPicture.h"
 

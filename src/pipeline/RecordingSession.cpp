@@ -13,6 +13,8 @@ namespace {
 /// How often the writer learns that time goes on. A killed recording misses at most this much more of a still screen.
 constexpr std::chrono::milliseconds timekeepingInterval{500};
 
+constexpr MediaTime mostAhead{10, 1};
+
 std::tm systemLocalTime() {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
@@ -30,7 +32,7 @@ std::string recordingFileName(const std::tm& localTime) {
 
 RecordingSession::RecordingSession(const RecordingOptions& options, RecordingEnvironment surroundings)
     : environment(std::move(surroundings)), layout(options.layout), camera(options.camera), fps(options.fps),
-      screen(environment.screenSource) {}
+      screen({environment.screenSource, environment.systemAudio, environment.now}) {}
 
 RecordingSession::~RecordingSession() = default;
 
@@ -62,9 +64,11 @@ std::shared_ptr<RecordingSession> RecordingSession::make(const RecordingOptions&
     session->writer = RecordingWriter::make(session->output, cropRect.size(), options.fps, options.quality, error);
     if (!session->writer) return nullptr;
 
-    if (surroundings.makeMixer) session->mixer = surroundings.makeMixer();
-    if (session->mixer)
+    session->mixer = AudioMixer::make();
+    if (session->mixer) {
         session->mixer->micEnabled = options.micEnabled && session->camera && session->camera->micAttached();
+        session->sound = std::make_unique<AlignedAudioMixer>(*session->mixer);
+    }
     return session;
 }
 
@@ -78,14 +82,16 @@ void RecordingSession::start(std::set<std::uint32_t> excludeWindowIDs,
     if (camera)
         camera->setOnMicrophoneSample([weak](AudioSampleBuffer buffer) {
             const auto self = weak.lock();
-            if (self && self->mixer) self->mixer->pushMicrophone(std::move(buffer));
+            if (self && self->sound) self->sound->pushMicrophone(std::move(buffer));
         });
     screen.onScreenFrame = [weak](const ConstPixelBufferRef& frame, MediaTime time) {
         if (const auto self = weak.lock()) self->handleScreenFrame(*frame, time);
     };
     screen.onSystemAudio = [weak](AudioSampleBuffer buffer) {
         const auto self = weak.lock();
-        if (self && self->mixer) self->mixer->pushSystem(std::move(buffer));
+        // A time far ahead of the clock is none; the file would be filled with silence up to there.
+        if (!self || !self->sound || buffer.presentationTime > self->environment.now() + mostAhead) return;
+        self->sound->pushSystem(std::move(buffer));
     };
     screen.onLost = [weak](const Error& error) {
         const auto self = weak.lock();
@@ -128,7 +134,8 @@ void RecordingSession::handleScreenFrame(const PixelBuffer& frame, MediaTime pre
 
 void RecordingSession::appendAudio(AudioSampleBuffer buffer) {
     const std::lock_guard guard(appendLock);
-    if (finished || !videoStartTime || buffer.presentationTime < *videoStartTime) return;
+    // After stop too: the last sound comes when capture has ended.
+    if (!videoStartTime || buffer.presentationTime < *videoStartTime) return;
     writer->appendAudio(std::move(buffer));
 }
 
@@ -167,6 +174,7 @@ void RecordingSession::stop(RecordingWriter::Completion completion) {
             completion(std::nullopt, std::nullopt);
             return;
         }
+        if (self->sound) self->sound->drain();
         const std::lock_guard guard(self->appendLock);
         self->writer->advance(end);
         self->writer->finish([mainQueue = self->environment.mainQueue, completion](auto url, auto error) {

@@ -5,6 +5,7 @@
 #include "media/Error.h"
 #include "media/MediaTime.h"
 #include "media/PixelBuffer.h"
+#include "pipeline/AlignedAudioMixer.h"
 #include "pipeline/AudioMixer.h"
 #include "pipeline/BeautifySettings.h"
 #include "pipeline/CameraManager.h"
@@ -32,9 +33,9 @@ struct RecordingEnvironment {
     ScreenSourceFactory screenSource;
     std::filesystem::path desktopFolder; ///< where the file goes
     MainQueue mainQueue;
-    std::function<std::unique_ptr<AudioMixer>()> makeMixer = {}; ///< not set or null: no sound
-    std::function<MediaTime()> now = mediaTimeNow;               ///< the clock that the screen source stamps with
-    std::function<std::tm()> localTime = {};                     ///< for the file's name; not set: the system's
+    SystemAudioSourceFactory systemAudio = {};     ///< not set, or answering null: the recording hears silence there
+    std::function<MediaTime()> now = mediaTimeNow; ///< the clock that the sources stamp with
+    std::function<std::tm()> localTime = {};       ///< for the file's name; not set: the system's
 };
 
 struct RecordingOptions {
@@ -103,8 +104,9 @@ private:
 
     std::unique_ptr<Compositor> compositor; // the screen queue only, once started
     std::unique_ptr<PixelBufferPool> pool;
-    std::unique_ptr<RecordingWriter> writer; // under appendLock
-    std::unique_ptr<AudioMixer> mixer;
+    std::unique_ptr<RecordingWriter> writer;  // under appendLock
+    std::unique_ptr<AudioMixer> mixer;        // null: no sound is recorded
+    std::unique_ptr<AlignedAudioMixer> sound; // in front of the mixer, if there is one
 
     mutable std::mutex appendLock; // guards videoStartTime, finished, counts and every call to the writer
     std::optional<MediaTime> videoStartTime;

@@ -1,5 +1,6 @@
 #include "pipeline/ScreenCaptureManager.h"
 
+#include "pipeline/PacedAudioSource.h"
 #include "pipeline/queueLabels.h"
 
 #include <utility>
@@ -8,14 +9,20 @@ namespace quillet {
 
 /// What tasks on the queue share with the manager.
 struct ScreenCaptureManager::Stream {
-    std::unique_ptr<ScreenSource> source; // the queue only
+    // The queue only.
+    std::unique_ptr<ScreenSource> source;
+    std::unique_ptr<SystemAudioSource> systemAudio;
 };
 
-ScreenCaptureManager::ScreenCaptureManager(ScreenSourceFactory sources)
-    : factory(std::move(sources)), sampleQueue(screenQueueLabel) {}
+ScreenCaptureManager::ScreenCaptureManager(ScreenCaptureSources wanted)
+    : sources(std::move(wanted)), sampleQueue(screenQueueLabel) {}
 
 ScreenCaptureManager::~ScreenCaptureManager() {
-    if (stream) sampleQueue.sync([this] { stream->source.reset(); });
+    if (!stream) return;
+    sampleQueue.sync([this] {
+        stream->source.reset();
+        stream->systemAudio.reset();
+    });
 }
 
 void ScreenCaptureManager::start(std::uint32_t displayID, Size pixelSize, int fps,
@@ -30,9 +37,20 @@ void ScreenCaptureManager::start(std::uint32_t displayID, Size pixelSize, int fp
                                 .onLost = onLost};
     sampleQueue.async([this, running = stream, options = std::move(options), completion = std::move(completion)] {
         Error error;
-        running->source = factory(sampleQueue, options, error);
+        running->source = sources.screen(sampleQueue, options, error);
+        if (running->source) running->systemAudio = startSystemAudio();
         completion(running->source ? std::nullopt : std::optional(error));
     });
+}
+
+std::unique_ptr<SystemAudioSource> ScreenCaptureManager::startSystemAudio() {
+    const auto receive = [callback = onSystemAudio](AudioSampleBuffer buffer) {
+        if (callback) callback(std::move(buffer));
+    };
+    if (sources.systemAudio)
+        if (auto started = sources.systemAudio(sampleQueue, receive)) return started;
+    return std::make_unique<PacedAudioSource>(sampleQueue,
+                                              PacedAudioSource::Options{.now = sources.now, .onBuffer = receive});
 }
 
 void ScreenCaptureManager::stop(std::function<void()> completion) {
@@ -42,6 +60,8 @@ void ScreenCaptureManager::stop(std::function<void()> completion) {
     }
     sampleQueue.async([running = stream, completion = std::move(completion)] {
         running->source.reset();
+        if (running->systemAudio) running->systemAudio->drain();
+        running->systemAudio.reset();
         completion();
     });
 }

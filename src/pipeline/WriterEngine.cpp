@@ -36,10 +36,13 @@ void WriterEngine::encode(std::int64_t ticks, PictureKind kind) {
     if (failure) return;
     // Two ticks of a clock finer than microseconds may fall into one.
     lastMicroseconds = std::max(MediaTime{ticks, timescale}.valueIn(1'000'000), lastMicroseconds + 1);
+    // Now it is known how long the pictures before this one stand.
+    if (file.isFlushDue()) keep(file.flush(endOfLastPicture(ticks)));
+    const bool isFirst = !file.hasPicture();
     ticksInEncoder.push_back(ticks);
     keep(video->encode(picture->picture(), lastMicroseconds, kind, [this](const EncodedPicture& out) { take(out); }));
     picture->settle();
-    flush();
+    if (isFirst) flush(); // from then on there is a file to speak of
 }
 
 void WriterEngine::take(const EncodedPicture& encoded) {
@@ -63,15 +66,18 @@ void WriterEngine::encodeSound() {
 }
 
 void WriterEngine::flush() {
-    if (failure || !file.isFlushDue()) return;
-    // The next picture's time is known while it is being encoded; else the last one is taken to stand for one frame.
-    keep(file.flush(ticksInEncoder.empty() ? lastTicks + framePeriod : ticksInEncoder.front()));
+    if (!failure && file.isFlushDue()) keep(file.flush(endOfLastPicture(lastTicks + framePeriod)));
+}
+
+// An encoder may hold a picture back; else the one that came out last stands until `next`.
+std::int64_t WriterEngine::endOfLastPicture(std::int64_t next) const {
+    return ticksInEncoder.empty() ? next : ticksInEncoder.front();
 }
 
 void WriterEngine::flushUntil(std::int64_t nowTicks) {
     const std::optional<std::int64_t> first = file.firstUnwrittenTicks();
     if (failure || !first || (nowTicks - *first) * 2 < timescale) return;
-    keep(file.flush(ticksInEncoder.empty() ? lastTicks + framePeriod : ticksInEncoder.front()));
+    keep(file.flush(endOfLastPicture(lastTicks + framePeriod)));
 }
 
 void WriterEngine::drain() {

@@ -65,6 +65,7 @@ private:
     void keep(std::optional<Error> error);
     void flush();
     void drain();
+    [[nodiscard]] std::int64_t endOfLastPicture(std::int64_t next) const;
     [[nodiscard]] AacEncoder::Output packetTaker();
 
     std::unique_ptr<VideoEncoder> video;

@@ -1,6 +1,7 @@
 #include "platform/Desktop.h"
 
-#include <QDBusConnection>
+#include "platform/sessionBus.h"
+
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDesktopServices>
@@ -10,7 +11,17 @@
 #include <QStringList>
 #include <QUrl>
 
+#include <chrono>
+#include <optional>
+
 namespace quillet {
+
+namespace {
+
+/// Long enough for a file manager that has to be started first.
+constexpr std::chrono::milliseconds fileManagerPatience{10'000};
+
+} // namespace
 
 std::filesystem::path desktopFolder() {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::DesktopLocation);
@@ -21,8 +32,8 @@ std::filesystem::path desktopFolder() {
 void revealFile(const std::filesystem::path& file) {
     const QString path = QFile::decodeName(QByteArray::fromStdString(file.string()));
     const QUrl folder = QUrl::fromLocalFile(QFile::decodeName(QByteArray::fromStdString(file.parent_path().string())));
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected()) {
+    const std::optional<QDBusConnection> bus = sessionBus();
+    if (!bus) {
         QDesktopServices::openUrl(folder);
         return;
     }
@@ -31,7 +42,8 @@ void revealFile(const std::filesystem::path& file) {
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
     call << QStringList{QUrl::fromLocalFile(path).toString(QUrl::FullyEncoded)} << QString();
-    auto* const watcher = new QDBusPendingCallWatcher(bus.asyncCall(call));
+    auto* const watcher =
+        new QDBusPendingCallWatcher(bus->asyncCall(call, static_cast<int>(fileManagerPatience.count())));
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, folder] {
         if (watcher->isError()) QDesktopServices::openUrl(folder);
         watcher->deleteLater();

@@ -1,5 +1,7 @@
 #include "platform/screenGeometry.h"
 
+#include "geometry/CaptureLayout.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -90,6 +92,30 @@ ScreenArrangement arrangeScreens(const std::vector<ToolkitScreen>& screens, cons
         arrangement.list.screens.push_back(std::move(screen));
     }
     return arrangement;
+}
+
+PixelRect desktopPixels(const Rect& frame, const ScreenArrangement& arrangement) {
+    const Screen* screen = arrangement.list.containing(frame.centre());
+    if (!screen) screen = arrangement.list.mainOrFirst();
+    if (!screen) return toMemoryRows(frame.integralEven(), 0);
+    // The toolkit's corner of a screen is its corner in pixels.
+    const QPointF corner = toQt(screen->frame, arrangement.space).topLeft();
+    return toMemoryRows(displayPixels(frame, *screen), static_cast<int>(std::lround(screen->pixelSize.height)))
+        .offsetBy(static_cast<int>(std::lround(corner.x())), static_cast<int>(std::lround(corner.y())));
+}
+
+Point globalPoint(const QPoint& pixel, const ScreenArrangement& arrangement) {
+    const auto cornerOf = [&](const Screen& screen) { return toQt(screen.frame, arrangement.space).topLeft(); };
+    const std::vector<Screen>& screens = arrangement.list.screens;
+    const auto found = std::ranges::find_if(screens, [&](const Screen& each) {
+        const QPointF corner = cornerOf(each);
+        return QRectF(corner.x(), corner.y(), each.pixelSize.width, each.pixelSize.height).contains(pixel);
+    });
+    const Screen* const screen = found != screens.end() ? &*found : arrangement.list.mainOrFirst();
+    if (!screen) return toGlobal(QPointF(pixel), arrangement.space);
+    const QPointF corner = cornerOf(*screen);
+    return {screen->frame.minX() + (pixel.x() - corner.x()) / screen->scale(),
+            screen->frame.maxY() - (pixel.y() - corner.y()) / screen->scale()};
 }
 
 } // namespace quillet

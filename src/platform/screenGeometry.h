@@ -53,4 +53,12 @@ struct ScreenArrangement {
 [[nodiscard]] ScreenArrangement arrangeScreens(const std::vector<ToolkitScreen>& screens,
                                                const std::vector<Monitor>& monitors);
 
+/// Where a window with this frame stands in pixels of the whole desktop (y down), rounded as a film of its screen
+/// rounds it; that is the screen with its centre, else the main one. Without any screen a point is a pixel.
+[[nodiscard]] PixelRect desktopPixels(const Rect& frame, const ScreenArrangement& arrangement);
+
+/// A pixel of the whole desktop (y down) as a global screen point, by the screen that it is on; on none, as if the main
+/// one went on. Between pixels of one screen the ways are exact: a pixel is one point divided by the screen's scale.
+[[nodiscard]] Point globalPoint(const QPoint& pixel, const ScreenArrangement& arrangement);
+
 } // namespace quillet

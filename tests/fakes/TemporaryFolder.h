@@ -24,6 +24,7 @@ public:
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
     [[nodiscard]] const std::filesystem::path& path() const { return folder; }
+    [[nodiscard]] std::filesystem::path file(const char* name = "recording.mp4") const { return folder / name; }
 
 private:
     std::filesystem::path folder;

@@ -107,6 +107,9 @@ void Desk::setWallpaper(Wallpaper wallpaper, std::uint32_t seed) {
 xcb_window_t Desk::addOwn(WindowOptions wanted) {
     if (wanted.paint == greenNoise) wanted.paint = magenta;
     wanted.takesFocus = false;
+    // Compositing managers learn what a new window is like while it is mapped already, and show it as something else
+    // until then.
+    if (setup.isComposited() && ownWindows.empty()) (void)raw->settled(setup.rest);
     const xcb_window_t window = own->add(wanted);
     ownWindows.push_back(window);
     return window;

@@ -53,7 +53,7 @@ TEST_P(InMotion, ownDragChangesNoFrame) {
     const xcb_window_t panel = desk.addOwn({.rect = {100, 80, 200, 150}, .handling = Handling::managed});
     const xcb_window_t bubble = desk.addOwn({.rect = {400, 80, 120, 120}, .outline = Outline::disc});
     const xcb_window_t outline = desk.addOwn({.rect = {20, 20, 560, 400}, .outline = Outline::frame});
-    paced({60, 1000ms}, [&](int step) {
+    paced({60, 800ms}, [&](int step) {
         desk.own->move(panel, 30 + backAndForth(step, 300, 9), 40 + backAndForth(step, 200, 5));
         desk.own->move(bubble, 500 - backAndForth(step, 450, 13), 300 - backAndForth(step, 250, 7));
         desk.own->move(outline, 20 + backAndForth(step, 60, 3), 20);
@@ -66,7 +66,7 @@ TEST_P(InMotion, stormOfOwnMovesChangesNoFrame) {
     nothingElseMoves();
     const xcb_window_t window = desk.addOwn({.rect = {100, 80, 160, 120}});
     int number = 0;
-    paced({100, 1500ms}, [&](int) {
+    paced({100, 1000ms}, [&](int) {
         desk.own->run([&](xcb_connection_t* c) {
             for (int each = 0; each < 20; ++each, ++number) {
                 const std::int32_t place[] = {backAndForth(number, 450, 7), backAndForth(number, 330, 5)};
@@ -74,7 +74,7 @@ TEST_P(InMotion, stormOfOwnMovesChangesNoFrame) {
             }
         });
     });
-    EXPECT_EQ(number, 3000);
+    EXPECT_EQ(number, 2000);
     noFrameWasWrong();
     desk.proveRecordedEqualsHidden();
 }
@@ -82,7 +82,7 @@ TEST_P(InMotion, stormOfOwnMovesChangesNoFrame) {
 TEST_P(InMotion, ownThatComeAndGoChangeNoFrame) {
     nothingElseMoves();
     const xcb_window_t panel = desk.addOwn({.rect = {20, 40, 260, 200}, .handling = Handling::managed});
-    paced({12, 1500ms}, [&](int step) {
+    paced({12, 1200ms}, [&](int step) {
         if (step % 4 == 0) desk.own->hide(panel);
         if (step % 4 == 2) desk.own->map(panel);
         const xcb_window_t menu = desk.own->add(
@@ -100,7 +100,7 @@ TEST_P(InMotion, ownThatGrowAndShrinkChangeNoFrame) {
     nothingElseMoves();
     const xcb_window_t panel = desk.addOwn({.rect = {60, 50, 200, 150}, .handling = Handling::managed});
     const xcb_window_t outline = desk.addOwn({.rect = {80, 40, 300, 200}, .outline = Outline::frame});
-    paced({60, 1000ms}, [&](int step) {
+    paced({60, 800ms}, [&](int step) {
         desk.own->resize(panel, 150 + backAndForth(step, 200, 11), 120 + backAndForth(step, 150, 7));
         desk.own->resize(outline, 100 + backAndForth(step, 300, 9), 300 - backAndForth(step, 200, 5));
     });
@@ -112,7 +112,7 @@ TEST_P(InMotion, ownThatRiseAndSinkChangeNoFrame) {
     nothingElseMoves();
     const xcb_window_t first = desk.addOwn({.rect = {250, 150, 200, 150}});
     const xcb_window_t second = desk.addOwn({.rect = {100, 100, 260, 120}, .outline = Outline::disc});
-    paced({60, 1000ms}, [&](int step) {
+    paced({60, 800ms}, [&](int step) {
         if (step % 2 == 0)
             desk.own->raise(step % 4 == 0 ? first : second);
         else
@@ -132,14 +132,14 @@ TEST_P(InMotion, animationBeneathOursIsRecorded) {
     desk.own->raise(desk.ownWindows.front());
     const std::uint64_t before = desk.recording->count();
     std::set<std::uint32_t> recorded;
-    paced({60, 1000ms}, [&](int step) {
+    paced({60, 800ms}, [&](int step) {
         desk.others->repaint(film, 0x00a000U + static_cast<std::uint32_t>(step));
         const Picture picture = desk.recording->latest();
         recorded.insert(picture.at(195, 170));
     });
-    EXPECT_GT(recorded.size(), 15U) << "of sixty colours";
-    EXPECT_GT(desk.recording->count() - before, 15U);
-    EXPECT_TRUE(desk.recording->waitFor([](const Picture& picture) { return picture.at(195, 170) == 0x00a000U + 59; }));
+    EXPECT_GT(recorded.size(), 12U) << "of 48 colours";
+    EXPECT_GT(desk.recording->count() - before, 12U);
+    EXPECT_TRUE(desk.recording->waitFor([](const Picture& picture) { return picture.at(195, 170) == 0x00a000U + 47; }));
     noFrameWasWrong();
     desk.proveRecordedEqualsHidden();
 }
@@ -147,7 +147,7 @@ TEST_P(InMotion, animationBeneathOursIsRecorded) {
 TEST_P(InMotion, othersThatMoveBeneathOursAreRecorded) {
     desk.addOwn({.rect = {80, 80, 280, 200}});
     desk.addOwn({.rect = {420, 200, 150, 150}, .outline = Outline::disc, .handling = Handling::managedWithoutTitle});
-    paced({60, 1200ms}, [&](int step) {
+    paced({60, 800ms}, [&](int step) {
         desk.others->move(lower, 20 + backAndForth(step, 200, 7), 30 + backAndForth(step, 150, 3));
         if (step % 3 == 0) desk.others->resize(upper, 200 + backAndForth(step, 80, 5), 180 + backAndForth(step, 60, 3));
         if (step % 7 == 0) desk.others->repaint(upper, static_cast<std::uint32_t>(step));
@@ -158,7 +158,7 @@ TEST_P(InMotion, othersThatMoveBeneathOursAreRecorded) {
 
 TEST_P(InMotion, othersThatRestackAroundOursAreRecorded) {
     desk.addOwn({.rect = {200, 120, 260, 200}});
-    paced({60, 1200ms}, [&](int step) {
+    paced({60, 800ms}, [&](int step) {
         const xcb_window_t moved = step % 2 ? lower : upper;
         if (step % 5 < 3)
             desk.others->raise(moved);
@@ -172,7 +172,7 @@ TEST_P(InMotion, othersThatRestackAroundOursAreRecorded) {
 
 TEST_P(InMotion, othersThatComeAndGoAreRecorded) {
     desk.addOwn({.rect = {200, 120, 260, 200}});
-    paced({15, 2000ms}, [&](int step) {
+    paced({15, 1200ms}, [&](int step) {
         if (step % 2 == 0)
             desk.others->hide(lower);
         else
@@ -194,7 +194,7 @@ TEST_P(InMotion, popupsOfOthersAboveOursMove) {
     const xcb_window_t popup = desk.addOther({.rect = {200, 150, 90, 70}, .seed = 7});
     const xcb_window_t translucent =
         desk.addOther({.rect = {230, 170, 120, 90}, .paint = translucentNoise, .seed = 8, .depth = Depth::withAlpha});
-    paced({60, 1200ms}, [&](int step) {
+    paced({60, 800ms}, [&](int step) {
         desk.others->move(popup, 120 + backAndForth(step, 300, 11), 100 + backAndForth(step, 200, 7));
         desk.others->move(translucent, 350 - backAndForth(step, 200, 5), 170);
     });
@@ -204,10 +204,10 @@ TEST_P(InMotion, popupsOfOthersAboveOursMove) {
 
 TEST_P(InMotion, othersThatChangeShapeAndOpacityAreRecorded) {
     desk.addOwn({.rect = {150, 100, 300, 240}});
-    paced({20, 1500ms}, [&](int step) {
+    paced({20, 1000ms}, [&](int step) {
         constexpr Outline outlines[] = {Outline::disc, Outline::frame, Outline::rectangle};
         desk.others->setOutline(lower, outlines[step % 3]);
-        desk.others->setOpacity(upper, 0.3 + 0.02 * step);
+        desk.others->setOpacity(upper, 0.3 + 0.03 * step);
     });
     desk.others->setOutline(lower, Outline::disc);
     // A fade ends next to the opacity that was asked for, not always at it.

@@ -16,6 +16,9 @@ namespace quillet::testing {
 /// ours where something has changed since it was covered.
 enum class Effects { none, shadowsOrTitles };
 
+/// Which of the states that stand still are tried: where windows fade, each costs seconds.
+enum class StatesTried { all, some };
+
 /// A window manager and a compositing manager on a server.
 struct Setup {
     std::string name;
@@ -24,6 +27,7 @@ struct Setup {
     bool managerComposites = false;                   ///< the window manager is one itself
     std::vector<std::string> environment = {};        ///< of both
     Effects effects = Effects::none;
+    StatesTried states = StatesTried::all;
     /// How long the root must stay the same to count as settled: longer than any pause within a fade.
     std::chrono::milliseconds rest{80};
 

@@ -11,6 +11,7 @@
 namespace quillet {
 namespace {
 
+using namespace fakes;
 using namespace test;
 
 std::vector<std::uint8_t> bytesOf(const VideoEncoderPicture& picture, int width, int height) {
@@ -42,7 +43,9 @@ TEST(EncoderPicture, partialUpdatesEqualAWholeConversionAndMarkTheirBlocks) {
             const PixelRect rect{x, y, 1 + static_cast<int>(random()) % (width - x),
                                  1 + static_cast<int>(random() % 7)};
             const PixelRect inside = rect.intersection(frame->bounds());
-            fill(*frame, inside, {static_cast<int>(random() % 256), static_cast<int>(random() % 256), round});
+            fill(*frame, inside,
+                 {static_cast<std::uint8_t>(round), static_cast<std::uint8_t>(random()),
+                  static_cast<std::uint8_t>(random())});
             damage.region.add(inside);
         }
         partial->update(*frame, damage);
@@ -89,7 +92,7 @@ double peakSignalToNoise(const MoviePicture& picture, const PixelBuffer& frame, 
 TEST(EncoderPicture, everyTileStaysTrueToItsSourceOverManyPartialChangesAndDrops) {
     constexpr int width = 480;
     constexpr int height = 272;
-    const Folder folder;
+    const TemporaryFolder folder;
     auto writer = RecordingWriter::make(folder.file(), {width, height}, 60, ExportQuality::high);
     ASSERT_TRUE(writer);
     writer->start({0, 60});
@@ -100,7 +103,7 @@ TEST(EncoderPicture, everyTileStaysTrueToItsSourceOverManyPartialChangesAndDrops
         const PixelRect rect =
             PixelRect{static_cast<int>(random() % width), static_cast<int>(random() % height), 9, 13}.intersection(
                 drawn->bounds());
-        fill(*drawn, rect, {static_cast<int>(random() % 256), 40, static_cast<int>(random() % 256)});
+        fill(*drawn, rect, {static_cast<std::uint8_t>(random()), 40, static_cast<std::uint8_t>(random())});
         const auto frame = copyOf(*drawn);
         frame->sequence = static_cast<std::uint64_t>(i) + 1;
         frame->damage.emplace().add(rect);

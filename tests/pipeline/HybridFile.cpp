@@ -17,6 +17,7 @@
 namespace quillet {
 namespace {
 
+using namespace fakes;
 using namespace test;
 using mp4::ByteSink;
 
@@ -97,7 +98,7 @@ TEST(HybridFile, canBePlayedWhereverTheRowOfWritesIsCut) {
     ASSERT_FALSE(engine->error());
     ASSERT_GE(writes.size(), 9U);
 
-    const Folder folder;
+    const TemporaryFolder folder;
     std::size_t pictures = 0;
     bool soundSeen = false;
     for (std::size_t count = 1; count <= writes.size(); ++count) {
@@ -130,7 +131,7 @@ TEST(HybridFile, canBePlayedWhereverTheRowOfWritesIsCut) {
 }
 
 TEST(HybridFile, endsAsAnOrdinaryFile) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const MediaTime start{0, 60};
     VideoTimeline timeline(start, 60);
     Error error;
@@ -150,7 +151,7 @@ TEST(HybridFile, endsAsAnOrdinaryFile) {
 }
 
 TEST(HybridFile, aLateFirstPictureIsShownAtItsTime) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const MediaTime start{0, 60};
     VideoTimeline timeline(start, 60);
     Error error;
@@ -178,7 +179,7 @@ TEST(HybridFile, afterAFailedWriteNothingMoreIsWritten) {
     ASSERT_TRUE(engine->error());
     EXPECT_EQ(engine->error()->code, ENOSPC);
     EXPECT_EQ(writes.size(), 3U);
-    const Folder folder;
+    const TemporaryFolder folder;
     replay(writes, 3, 0, folder.file());
     EXPECT_GT(readMovie(folder.file(), ReadDepth::pictures).pictures.size(), 10U);
 }
@@ -216,7 +217,7 @@ TEST(HybridFile, pointsBeyondFourGibibytesAndLongTimes) {
 /// A process that records in real time and is killed: what is missing at the end, in seconds, or nothing if the file
 /// cannot be played.
 std::optional<double> missingAfterKill(int milliseconds, bool still) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const auto began = std::chrono::steady_clock::now();
     const pid_t child = ::fork();
     if (child == 0) {

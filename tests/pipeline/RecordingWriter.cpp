@@ -14,6 +14,7 @@
 namespace quillet {
 namespace {
 
+using namespace fakes;
 using namespace test;
 
 constexpr int width = 64;
@@ -29,7 +30,7 @@ std::unique_ptr<RecordingWriter> makeWriter(const std::filesystem::path& path, i
 }
 
 TEST(RecordingWriter, keepsIrregularTimesExactly) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const auto writer = makeWriter(folder.file());
     const MediaTime start{5'000'017, 1'000'000};
     const std::vector<std::int64_t> offsets{0, 16'667, 33'334, 33'335, 150'001, 1'900'000, 1'916'667};
@@ -58,7 +59,7 @@ TEST(RecordingWriter, keepsIrregularTimesExactly) {
 }
 
 TEST(RecordingWriter, mixedTimescalesStayExactWhereTheyCan) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const auto writer = makeWriter(folder.file());
     writer->start({0, 1});
     const std::vector<MediaTime> times{{0, 1}, {1, 60}, {1, 30}, {3, 60}, {1, 10}, {1, 1}, {90'000, 48'000}};
@@ -72,7 +73,7 @@ TEST(RecordingWriter, mixedTimescalesStayExactWhereTheyCan) {
 }
 
 TEST(RecordingWriter, saysHighProfileWithoutReorderingAndBt709) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const auto writer = makeWriter(folder.file(), 60, 1920, 1080);
     writer->start({0, 60});
     for (int i = 0; i < 5; ++i)
@@ -94,7 +95,7 @@ TEST(RecordingWriter, saysHighProfileWithoutReorderingAndBt709) {
 }
 
 TEST(RecordingWriter, regularFramesHaveAKeyFrameEvery120) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const auto writer = makeWriter(folder.file());
     writer->start({0, 60});
     for (int i = 0; i < 300; ++i)
@@ -109,7 +110,7 @@ TEST(RecordingWriter, regularFramesHaveAKeyFrameEvery120) {
 }
 
 TEST(RecordingWriter, sparseFramesHaveKeyFramesAtMostTwoSecondsApart) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const auto writer = makeWriter(folder.file());
     writer->start({0, 1'000'000});
     const std::vector<std::int64_t> times{0, 300'000, 7'500'001, 7'600'000, 9'590'000, 9'700'000};
@@ -137,7 +138,7 @@ struct ColourCase {
 class SolidColour : public testing::TestWithParam<ColourCase> {};
 
 TEST_P(SolidColour, comesBackWithinTwoSteps) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const Colour colour = GetParam().colour;
     const auto writer = makeWriter(folder.file(), 60, 130, 98);
     writer->start({0, 60});
@@ -159,13 +160,13 @@ TEST_P(SolidColour, comesBackWithinTwoSteps) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, SolidColour,
-                         testing::Values(ColourCase{"red", {255, 0, 0}}, ColourCase{"green", {0, 255, 0}},
-                                         ColourCase{"blue", {0, 0, 255}}, ColourCase{"white", {255, 255, 255}},
+                         testing::Values(ColourCase{"red", {0, 0, 255}}, ColourCase{"green", {0, 255, 0}},
+                                         ColourCase{"blue", {255, 0, 0}}, ColourCase{"white", {255, 255, 255}},
                                          ColourCase{"black", {0, 0, 0}}, ColourCase{"grey", {128, 128, 128}}),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST(RecordingWriter, lastFrameLastsUntilTheSoundEnds) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const auto writer = makeWriter(folder.file());
     writer->start({0, 60});
     EXPECT_TRUE(appendPatiently(*writer, numberedFrame(width, height, 1), {0, 60}));
@@ -182,7 +183,7 @@ TEST(RecordingWriter, lastFrameLastsUntilTheSoundEnds) {
 }
 
 TEST(RecordingWriter, lastFrameLastsUntilTheLastAdvanceWithoutSound) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const auto writer = makeWriter(folder.file());
     writer->start({100, 60});
     EXPECT_TRUE(appendPatiently(*writer, numberedFrame(width, height, 1), {100, 60}));
@@ -195,7 +196,7 @@ TEST(RecordingWriter, lastFrameLastsUntilTheLastAdvanceWithoutSound) {
 }
 
 TEST(RecordingWriter, aStillScreenRepeatsItsPictureEverySecondAndKeysEveryTwo) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const auto writer = makeWriter(folder.file());
     writer->start({0, 1'000'000});
     EXPECT_TRUE(appendPatiently(*writer, numberedFrame(width, height, 1), {0, 1'000'000}));
@@ -221,7 +222,7 @@ TEST(RecordingWriter, aStillScreenRepeatsItsPictureEverySecondAndKeysEveryTwo) {
 }
 
 TEST(RecordingWriter, everySampleStandsAtItsTime) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const MediaTime start{7, 60};
     const auto writer = makeWriter(folder.file());
     writer->start(start);
@@ -243,8 +244,30 @@ TEST(RecordingWriter, everySampleStandsAtItsTime) {
     EXPECT_EQ(loudest - movie.sound.begin(), click);
 }
 
-TEST(RecordingWriter, aToneKeepsItsPitchAndLoudness) {
+TEST(RecordingWriter, everySampleStandsAtItsTimeInAnUnfinishedFileToo) {
     const Folder folder;
+    const MediaTime start{7, 60};
+    auto writer = makeWriter(folder.file());
+    writer->start(start);
+    EXPECT_TRUE(appendPatiently(*writer, numberedFrame(width, height, 1), start));
+    constexpr std::int64_t click = 32'000;
+    const auto sample = [](std::int64_t i) -> std::array<float, 2> {
+        return i == click ? std::array<float, 2>{0.9F, 0.9F} : std::array<float, 2>{0, 0};
+    };
+    for (std::int64_t first = 0; first < 60'000; first += 480)
+        writer->appendAudio(soundOf(first, 480, sample, start));
+    writer.reset();
+
+    const Movie movie = readMovie(folder.file(), ReadDepth::pictures);
+    EXPECT_TRUE(movie.isFragmented);
+    ASSERT_TRUE(movie.audio);
+    const auto loudest = std::max_element(movie.sound.begin(), movie.sound.end(),
+                                          [](const auto& a, const auto& b) { return std::abs(a[0]) < std::abs(b[0]); });
+    EXPECT_NEAR(movie.soundStart + static_cast<double>(loudest - movie.sound.begin()) / 48000, click / 48000.0, 1e-6);
+}
+
+TEST(RecordingWriter, aToneKeepsItsPitchAndLoudness) {
+    const TemporaryFolder folder;
     const auto writer = makeWriter(folder.file());
     writer->start({0, 60});
     EXPECT_TRUE(appendPatiently(*writer, numberedFrame(width, height, 1), {0, 60}));
@@ -270,7 +293,7 @@ TEST(RecordingWriter, aToneKeepsItsPitchAndLoudness) {
 }
 
 TEST(RecordingWriter, brokenSamplesAreSilence) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const auto writer = makeWriter(folder.file());
     writer->start({0, 60});
     EXPECT_TRUE(appendPatiently(*writer, numberedFrame(width, height, 1), {0, 60}));
@@ -285,7 +308,7 @@ TEST(RecordingWriter, brokenSamplesAreSilence) {
 }
 
 TEST(RecordingWriter, replacesAnExistingFile) {
-    const Folder folder;
+    const TemporaryFolder folder;
     std::ofstream(folder.file()) << std::string(1'000'000, 'x');
     const auto writer = makeWriter(folder.file());
     writer->start({0, 60});
@@ -296,7 +319,7 @@ TEST(RecordingWriter, replacesAnExistingFile) {
 }
 
 TEST(RecordingWriter, neverWritesThroughALink) {
-    const Folder folder;
+    const TemporaryFolder folder;
     std::ofstream(folder.file("precious")) << "precious";
     std::filesystem::create_symlink(folder.file("precious"), folder.file());
     const auto writer = makeWriter(folder.file());
@@ -308,9 +331,9 @@ TEST(RecordingWriter, neverWritesThroughALink) {
 }
 
 TEST(RecordingWriter, withoutAFolderThereIsNoWriterButAReason) {
-    const Folder folder;
+    const TemporaryFolder folder;
     Error error;
-    EXPECT_FALSE(RecordingWriter::make(folder.path / "missing" / "a.mp4", {64, 48}, 60, ExportQuality::low, &error));
+    EXPECT_FALSE(RecordingWriter::make(folder.path() / "missing" / "a.mp4", {64, 48}, 60, ExportQuality::low, &error));
     EXPECT_EQ(error.domain, "errno");
     EXPECT_EQ(error.code, ENOENT);
     EXPECT_NE(error.description.find("missing/a.mp4"), std::string::npos);
@@ -324,7 +347,7 @@ struct SizeCase {
 class Sizes : public testing::TestWithParam<SizeCase> {};
 
 TEST_P(Sizes, recordOrRefuseWithAReason) {
-    const Folder folder;
+    const TemporaryFolder folder;
     Error error;
     const Size size = GetParam().size;
     const auto writer = RecordingWriter::make(folder.file(), size, 60, ExportQuality::medium, &error);
@@ -356,13 +379,13 @@ INSTANTIATE_TEST_SUITE_P(Table, Sizes,
                          [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST(RecordingWriter, aSizeThatIsNoNumberStopsTheProgram) {
-    const Folder folder;
+    const TemporaryFolder folder;
     EXPECT_DEATH(static_cast<void>(RecordingWriter::make(folder.file(), {std::nan(""), 2}, 60, ExportQuality::low)),
                  "");
 }
 
 TEST(RecordingWriter, refusesWhatIsNotAfterTheLastFrame) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const auto writer = makeWriter(folder.file());
     EXPECT_FALSE(writer->appendVideo(numberedFrame(width, height, 1), {0, 60})); // not started
     writer->start({10, 60});
@@ -378,7 +401,7 @@ TEST(RecordingWriter, refusesWhatIsNotAfterTheLastFrame) {
 }
 
 TEST(RecordingWriter, finishedBeforeTheStartLeavesNothingAndAnswersAtOnce) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const auto writer = makeWriter(folder.file());
     std::thread::id answeredOn;
     writer->finish([&](const auto& url, const auto& error) {
@@ -391,7 +414,7 @@ TEST(RecordingWriter, finishedBeforeTheStartLeavesNothingAndAnswersAtOnce) {
 }
 
 TEST(RecordingWriter, finishedWithoutAFrameLeavesNothing) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const auto writer = makeWriter(folder.file());
     writer->start({0, 60});
     writer->appendAudio(soundOf(0, 4800, tone));
@@ -402,7 +425,7 @@ TEST(RecordingWriter, finishedWithoutAFrameLeavesNothing) {
 }
 
 TEST(RecordingWriter, letGoWithoutFinishLeavesAPlayableFileOrNone) {
-    const Folder folder;
+    const TemporaryFolder folder;
     makeWriter(folder.file("unused.mp4"));
     EXPECT_FALSE(std::filesystem::exists(folder.file("unused.mp4")));
     makeWriter(folder.file("empty.mp4"))->start({0, 60});
@@ -422,7 +445,7 @@ TEST(RecordingWriter, letGoWithoutFinishLeavesAPlayableFileOrNone) {
 }
 
 TEST(RecordingWriter, goesOnFinishingAfterItIsLetGo) {
-    const Folder folder;
+    const TemporaryFolder folder;
     std::promise<Outcome> outcome;
     {
         const auto writer = makeWriter(folder.file());
@@ -436,7 +459,7 @@ TEST(RecordingWriter, goesOnFinishingAfterItIsLetGo) {
 }
 
 TEST(RecordingWriter, mayBeLetGoInsideItsOwnCompletion) {
-    const Folder folder;
+    const TemporaryFolder folder;
     std::unique_ptr<RecordingWriter> writer = makeWriter(folder.file());
     std::promise<void> done;
     writer->start({0, 60});
@@ -452,13 +475,13 @@ TEST(RecordingWriter, mayBeLetGoInsideItsOwnCompletion) {
 }
 
 TEST(RecordingWriter, aFullDiskFailsOnceAndLeavesWhatWasWritten) {
-    const Folder folder;
+    const TemporaryFolder folder;
     struct rlimit old {};
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &old), 0);
     const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
     const auto writer = makeWriter(folder.file(), 60, 320, 240);
     struct rlimit small {
-        400'000, old.rlim_max
+        1'000'000, old.rlim_max
     };
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
     writer->start({0, 60});

@@ -114,5 +114,36 @@ TEST(ScreenSpace, isLeftAgainByItsInverse) {
     EXPECT_EQ(toQt(Rect{10, 10, -5, -5}, space), toQt(Rect{5, 5, 5, 5}, space));
 }
 
+struct PlacedWindow {
+    const char* name;
+    std::vector<ToolkitScreen> screens;
+    Rect frame;
+    PixelRect expected;
+};
+
+class DesktopPixels : public ::testing::TestWithParam<PlacedWindow> {};
+
+TEST_P(DesktopPixels, roundAsFilmsOfTheScreenDo) {
+    const PlacedWindow& row = GetParam();
+    EXPECT_EQ(desktopPixels(row.frame, arrangeScreens(row.screens, {})), row.expected);
+}
+
+const ToolkitScreen plain = screen("A", {0, 0, 1920, 1080});
+const ToolkitScreen doubled = screen("A", {0, 0, 800, 500}, 2); // 1600 x 1000 pixels
+const ToolkitScreen beside = screen("B", {1600, 0, 800, 600});
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, DesktopPixels,
+    ::testing::Values(
+        PlacedWindow{"fromTheBottom", {plain}, {100, 200, 300, 400}, {100, 480, 300, 400}},
+        PlacedWindow{"toEvenSizes", {plain}, {100.4, 200, 301, 399.4}, {100, 1080 - 200 - 398, 300, 398}},
+        PlacedWindow{"halvesToTheEvenNeighbour", {plain}, {100.5, 201.5, 300, 400}, {100, 1080 - 202 - 400, 300, 400}},
+        PlacedWindow{"partlyOutside", {plain}, {-50, -20, 300, 400}, {-50, 700, 300, 400}},
+        PlacedWindow{"twicePoints", {doubled, beside}, {100.25, 50, 90.5, 60}, {200, 1000 - 100 - 120, 180, 120}},
+        PlacedWindow{"onTheSecondScreen", {doubled, beside}, {1700, 0, 90, 60}, {1700, 440, 90, 60}},
+        PlacedWindow{"onNoScreenAsOnTheMainOne", {doubled, beside}, {5000, 0, 90, 60}, {10000, 880, 180, 120}},
+        PlacedWindow{"withoutAnyScreen", {}, {10, 20, 90, 60}, {10, -80, 90, 60}}),
+    [](const auto& row) { return row.param.name; });
+
 } // namespace
 } // namespace quillet

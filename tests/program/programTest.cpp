@@ -224,9 +224,21 @@ TEST(Outside, selfTestNeedsNothing) {
 TEST(Outside, onlyTheExactWordSelectsTheSelfTest) {
     for (const char* argument : {"--selftest=1", "--SELFTEST", "--selftes", "selftest"}) {
         const Answer answer = shell(std::string("env -i ") + program + " " + argument);
-        EXPECT_EQ(answer.status, 1) << argument;
+        EXPECT_EQ(answer.status, 2) << argument;
+        EXPECT_THAT(answer.text, HasSubstr(std::string("quillet: unknown ")));
+        EXPECT_THAT(answer.text, HasSubstr(argument));
         EXPECT_THAT(answer.text, Not(HasSubstr("PASS"))) << argument;
     }
+}
+
+TEST(Outside, tellsHelpAndVersionWithoutADisplay) {
+    const Answer help = shell(std::string("env -i ") + program + " --help 2>/dev/null");
+    EXPECT_EQ(help.status, 0);
+    for (const char* option : {"--help", "--version", "--selftest"})
+        EXPECT_THAT(help.text, HasSubstr(option));
+    const Answer version = shell(std::string("env -i ") + program + " --version 2>/dev/null");
+    EXPECT_EQ(version.status, 0);
+    EXPECT_THAT(version.text, ::testing::MatchesRegex("quillet [0-9.]+\n"));
 }
 
 TEST(Outside, saysWhatIsMissingWithoutADisplay) {

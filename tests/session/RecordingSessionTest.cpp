@@ -13,7 +13,6 @@
 
 #include <atomic>
 #include <cmath>
-#include <cstring>
 #include <semaphore>
 #include <thread>
 #include <utility>
@@ -27,21 +26,6 @@ constexpr fakes::Colour green{0, 255, 0};
 constexpr std::int32_t clockTimescale = 240; // divides by every rate used here
 constexpr int displayWidth = 640;
 constexpr int displayHeight = 360;
-
-/// A mixer that hands on what the test gives it.
-class PassingMixer : public AudioMixer {
-public:
-    void pushSystem(AudioSampleBuffer buffer) override {
-        if (onMixed) onMixed(std::move(buffer));
-    }
-    void pushMicrophone(AudioSampleBuffer buffer) override {
-        const std::lock_guard guard(mutex);
-        microphoneTimes.push_back(buffer.presentationTime);
-    }
-
-    std::mutex mutex; // guards microphoneTimes
-    std::vector<MediaTime> microphoneTimes;
-};
 
 /// A camera that shows one picture when it is started, and a microphone that says one buffer.
 struct FakeDevices {
@@ -145,16 +129,6 @@ protected:
         EXPECT_TRUE(mainQueue.runUntil([&] { return done; }));
         return result;
     }
-    [[nodiscard]] static AudioSampleBuffer tone(MediaTime time, std::int64_t frames) {
-        std::vector<float> samples;
-        for (std::int64_t i = 0; i < frames; ++i)
-            for (int channel = 0; channel < 2; ++channel)
-                samples.push_back(0.5F * static_cast<float>(std::sin(static_cast<double>(i) * 0.0576)));
-        AudioSampleBuffer buffer{commonAudioFormat, frames, time,
-                                 std::vector<std::byte>(samples.size() * sizeof(float))};
-        std::memcpy(buffer.samples.data(), samples.data(), buffer.samples.size());
-        return buffer;
-    }
     /// What the film shows at a moment after its start, at display pixels (x, y), y up.
     [[nodiscard]] fakes::Colour filmColour(const std::filesystem::path& film, MediaTime time, int x, int y) const {
         const auto picture = filmPictureAt(film, time);
@@ -206,7 +180,8 @@ TEST_F(RecordingSessionTest, startsTheTimelineAtTheFirstFrameAndKeepsEveryTime) 
     ASSERT_TRUE(film.video);
     EXPECT_EQ(film.video->width, displayWidth);
     EXPECT_EQ(film.video->height, displayHeight);
-    EXPECT_FALSE(film.audio.has_value());
+    ASSERT_TRUE(film.audio) << "there is always a sound track";
+    EXPECT_NEAR(film.audio->durationSeconds, 0.5, 0.001) << "as long as the recording";
     std::vector<MediaTime> times;
     for (const auto& packet : film.video->packets)
         times.push_back(film.video->timeOf(packet.pts));
@@ -277,46 +252,6 @@ TEST_F(RecordingSessionTest, aBubbleOffTheDisplayAtTheStartIsNotHiddenByItsPlace
     ASSERT_TRUE(url);
     EXPECT_TRUE(isNear(filmColour(*url, {0, 1}, 10, 160), green));
     EXPECT_TRUE(isNear(filmColour(*url, {0, 1}, 100, 160), grey));
-}
-
-TEST_F(RecordingSessionTest, soundBeforeTheFirstPictureIsDropped) {
-    auto mixer = std::make_unique<PassingMixer>();
-    PassingMixer* const sound = mixer.get();
-    environment.makeMixer = [&] { return std::move(mixer); };
-    makeAndStart();
-    EXPECT_FALSE(sound->micEnabled) << "there is no microphone";
-    stage.onQueue([&](const auto&) { sound->pushSystem(tone({1000, 1}, 4800)); });
-    show(30);
-    stage.onQueue([&](const auto&) {
-        sound->pushSystem(tone({1000, 1}, 4800)); // before the picture's first moment
-        sound->pushSystem(tone({1001, 1}, 24000));
-        sound->pushSystem(tone(MediaTime{1001, 1} + MediaTime{1, 2}, 24000));
-    });
-    show(45);
-    const auto url = stop().first;
-    ASSERT_TRUE(url);
-    const test::Movie film = test::readMovie(*url);
-    ASSERT_TRUE(film.video);
-    ASSERT_TRUE(film.audio.has_value());
-    EXPECT_NEAR(film.audio->durationSeconds, 1.0, 0.001);
-    // The last picture lasts as long as the sound does.
-    EXPECT_EQ(film.video->timeOf(film.video->packets.back().pts + film.video->packets.back().duration).in(1000),
-              (MediaTime{1000, 1000}));
-}
-
-TEST_F(RecordingSessionTest, theMicrophoneGoesToTheMixerWhenItIsAttachedAndWanted) {
-    auto mixer = std::make_unique<PassingMixer>();
-    PassingMixer* const sound = mixer.get();
-    environment.makeMixer = [&] { return std::move(mixer); };
-    options.camera = std::make_shared<CameraManager>(devices.factories());
-    ASSERT_TRUE(options.camera->attachMicrophone());
-    ASSERT_TRUE(options.camera->attachMicrophone()) << "a second call finds it attached";
-    makeAndStart();
-    EXPECT_TRUE(sound->micEnabled);
-    (void)stop();
-    const std::lock_guard guard(sound->mutex);
-    EXPECT_THAT(sound->microphoneTimes, ::testing::SizeIs(::testing::Le(1)));
-    EXPECT_TRUE(testing::eventually([&] { return devices.counts->starts == 1; }));
 }
 
 TEST_F(RecordingSessionTest, stoppedBeforeAnyFrameLeavesNothing) {

@@ -1,5 +1,8 @@
 #include "pipeline/encode/X264Encoder.h"
 
+#include "pipeline/encode/QuantiserControl.h"
+#include "pipeline/encode/sequenceParameterSet.h"
+
 #include <x264.h>
 
 #include <algorithm>
@@ -19,8 +22,6 @@ struct EncoderDeleter {
     void operator()(x264_t* encoder) const { x264_encoder_close(encoder); }
 };
 
-// A floor under the quantiser that nobody can see: a screen that stands still needs no more, whatever the rate allows.
-constexpr int quantiserFloor = 16;
 // Slices of one picture side by side; more cost quality at their edges and gain little.
 constexpr unsigned mostThreads = 4;
 
@@ -51,12 +52,10 @@ private:
     std::optional<Error> step(x264_picture_t* input, const Output& output);
 
     std::string message; // the library's last error line
+    std::optional<QuantiserControl> quantiser;
     std::unique_ptr<x264_t, EncoderDeleter> encoder;
     std::vector<std::byte> configuration;
-    // libx264 reads a picture's block flags while it encodes it, which is one call after it took the picture.
-    std::array<std::vector<std::uint8_t>, 2> blockFlags;
-    std::size_t turn = 0;
-    std::size_t blockCount = 0;
+    std::vector<std::uint8_t> blockFlags; // read while a picture is being encoded
 };
 
 bool X264Encoder::open(const VideoEncoderOptions& options, Error& error) {
@@ -80,10 +79,9 @@ bool X264Encoder::open(const VideoEncoderOptions& options, Error& error) {
     // Frame threads would hold back a picture each.
     parameters.b_sliced_threads = 1;
 
-    // Times are microseconds, and the rate control counts in them: pictures come when something changes.
-    parameters.b_vfr_input = 1;
-    parameters.i_timebase_num = 1;
-    parameters.i_timebase_den = 1'000'000;
+    // Pictures come when something changes. Told so, the library would keep each back until the next one came, for its
+    // rate control's sake; readConfiguration puts right what it then writes about the rate.
+    parameters.b_vfr_input = 0;
     parameters.i_fps_num = static_cast<std::uint32_t>(std::max(1, options.fps));
     parameters.i_fps_den = 1;
 
@@ -95,9 +93,10 @@ bool X264Encoder::open(const VideoEncoderOptions& options, Error& error) {
     parameters.rc.b_mb_tree = 0;
     parameters.i_sync_lookahead = 0;
 
-    parameters.rc.i_rc_method = X264_RC_ABR;
-    parameters.rc.i_bitrate = static_cast<int>(options.bitRate / 1000);
-    parameters.rc.i_qp_min = quantiserFloor;
+    // The quantiser comes with each picture. The library's own rate control would look at every picture twice, and
+    // that is half the cost of one in which little has changed.
+    parameters.rc.i_rc_method = X264_RC_CQP;
+    parameters.rc.i_qp_constant = QuantiserControl::finest;
 
     // The loop filter's strong mode (ITU-T H.264, 8.7.2.4) takes the fourth pixel beside an edge into its mean without
     // asking whether it belongs there: a stroke that stands three pixels from the edge of an intra block bleeds into
@@ -138,24 +137,25 @@ bool X264Encoder::open(const VideoEncoderOptions& options, Error& error) {
     }
     readConfiguration(units, count);
 
-    blockCount =
-        static_cast<std::size_t>((options.width + 15) / 16) * static_cast<std::size_t>((options.height + 15) / 16);
-    for (std::vector<std::uint8_t>& flags : blockFlags)
-        flags.resize(blockCount);
+    blockFlags.resize(static_cast<std::size_t>((options.width + 15) / 16) *
+                      static_cast<std::size_t>((options.height + 15) / 16));
+    quantiser.emplace(options.bitRate, options.fps, blockFlags.size());
     return true;
 }
 
 // ISO/IEC 14496-15, 5.3.3: profile and level as the sequence parameter set has them, then both parameter sets.
 void X264Encoder::readConfiguration(const x264_nal_t* units, int count) {
-    std::span<const std::byte> sequence;
+    std::vector<std::byte> sequence;
     std::span<const std::byte> picture;
     for (const x264_nal_t& unit : std::span(units, static_cast<std::size_t>(count))) {
         // The first four bytes are the unit's length.
         const auto payload =
             std::as_bytes(std::span(unit.p_payload, static_cast<std::size_t>(unit.i_payload))).subspan(4);
-        if (unit.i_type == NAL_SPS) sequence = payload;
+        if (unit.i_type == NAL_SPS) sequence.assign(payload.begin(), payload.end());
         if (unit.i_type == NAL_PPS) picture = payload;
     }
+    // What it cannot put right stays as it is: players go by the file's own times.
+    static_cast<void>(clearFixedFrameRate(sequence));
     const auto put = [this](std::size_t value) { configuration.push_back(static_cast<std::byte>(value & 0xFF)); };
     const auto putUnit = [&](std::span<const std::byte> unit) {
         put(1);
@@ -183,6 +183,7 @@ std::optional<Error> X264Encoder::step(x264_picture_t* input, const Output& outp
     const int bytes = x264_encoder_encode(encoder.get(), &units, &count, input, &encoded);
     if (bytes < 0) return failure("encode a picture");
     if (bytes > 0) {
+        quantiser->encoded(static_cast<std::size_t>(bytes));
         // libx264 lays all units of one picture one behind the other.
         output(
             {std::as_bytes(std::span(units[0].p_payload, static_cast<std::size_t>(bytes))), encoded.b_keyframe != 0});
@@ -192,15 +193,16 @@ std::optional<Error> X264Encoder::step(x264_picture_t* input, const Output& outp
 
 std::optional<Error> X264Encoder::encode(const VideoEncoderPicture& picture, std::int64_t microseconds,
                                          PictureKind kind, const Output& output) {
-    std::vector<std::uint8_t>& flags = blockFlags[turn];
-    turn = 1 - turn;
     static_assert(X264_MBINFO_CONSTANT == 1);
-    std::copy_n(picture.unchangedBlocks.begin(), std::min(blockCount, picture.unchangedBlocks.size()), flags.begin());
+    std::copy_n(picture.unchangedBlocks.begin(), std::min(blockFlags.size(), picture.unchangedBlocks.size()),
+                blockFlags.begin());
 
     x264_picture_t input;
     x264_picture_init(&input);
     input.i_type = kind == PictureKind::key ? X264_TYPE_IDR : X264_TYPE_AUTO;
     input.i_pts = microseconds;
+    const auto changed = std::count(blockFlags.begin(), blockFlags.end(), std::uint8_t{0});
+    input.i_qpplus1 = quantiser->quantiserFor(kind, static_cast<std::size_t>(changed), microseconds) + 1;
     input.img.i_csp = X264_CSP_NV12;
     input.img.i_plane = 2;
     // libx264 copies the picture and does not write to it.
@@ -208,7 +210,7 @@ std::optional<Error> X264Encoder::encode(const VideoEncoderPicture& picture, std
     input.img.plane[1] = const_cast<std::uint8_t*>(picture.chroma);
     input.img.i_stride[0] = static_cast<int>(picture.lumaStrideBytes);
     input.img.i_stride[1] = static_cast<int>(picture.chromaStrideBytes);
-    input.prop.mb_info = flags.data();
+    input.prop.mb_info = blockFlags.data();
     return step(&input, output);
 }
 

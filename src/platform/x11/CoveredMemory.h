@@ -29,8 +29,6 @@ public:
     void changeGround(const QRegion& part, Clock::time_point now);
     /// Our windows' region is `region` now.
     void cover(const QRegion& region, Compositing compositing, Clock::time_point now);
-    /// Everything inside our windows' region must be rebuilt.
-    void distrust() { stale += own; }
 
     [[nodiscard]] QRegion toFetch() const { return stale - own; }
     [[nodiscard]] QRegion toRebuild() const { return stale & own; }

@@ -15,6 +15,9 @@ WindowScene::WindowScene(const XConnection& server, const XScreenSourceSetup& se
     if (late) redirection = WindowRedirection::make(setup.displayName);
     watch.start();
     watch.onBeginning = [this](std::uint32_t window, const QRegion& part) { begin(window, part); };
+    watch.onMoved = [this](std::uint32_t window) {
+        if (tainted.partOf(window)) doubt(window);
+    };
     watch.onEnd = [this](std::uint32_t window) {
         pixels.forget(window);
         tainted.forget(window);
@@ -46,6 +49,8 @@ void WindowScene::show(const PixelRect& shown) {
     area = toQRect(shown);
     ground = shown.isEmpty() ? nullptr : std::make_unique<RebuiltGround>(connection, formats, shown);
     wallpaper.invalidate();
+    // What is learned of a background begins with the first frame.
+    (void)wallpaper.picture(compositing);
     mustCover = true;
 }
 
@@ -83,14 +88,22 @@ QRegion WindowScene::trace() const {
 void WindowScene::begin(std::uint32_t id, const QRegion& fresh) {
     const StackedWindow& window = *watch.stack().find(id);
     if (window.isOwn) return;
-    const QRegion part = (trace() & window.place()).translated(-window.outer.x, -window.outer.y) & fresh;
+    // Borders are the server's own work, and there from the beginning.
+    const int border = window.border;
+    const QRect inside(border, border, window.outer.width - 2 * border, window.outer.height - 2 * border);
+    const QRegion part = (trace() & window.place()).translated(-window.outer.x, -window.outer.y) & fresh & inside;
     tainted.begin(id, part);
     if (part.isEmpty()) return;
+    doubt(id);
+}
+
+/// The server reports copies that it makes itself as drawn: of the screen into a new window, and of a window that
+/// moves. What the program may have drawn by now is lost along with that report, so it is asked to draw again; this
+/// early in a window's life nobody sees it.
+void WindowScene::doubt(std::uint32_t id) {
     mustCover = true;
-    // The server reports the copy itself as drawn. What the program may have drawn by now is lost along with that
-    // report, so it is asked to draw again; this early in a window's life nobody sees it.
     damage.drop(id);
-    askToRepaint(connection, window, part);
+    askToRepaint(connection, *watch.stack().find(id), *tainted.partOf(id));
 }
 
 bool WindowScene::isPending(const CoveredMemory& memory) const {
@@ -162,8 +175,9 @@ void WindowScene::update(CoveredMemory& memory, const QRegion& screenDamage) {
         mustCover = false;
     }
     if (mustDistrust) {
-        memory.distrust();
         wallpaper.invalidate();
+        (void)wallpaper.picture(compositing);
+        memory.begin(area);
         mustDistrust = false;
     }
     noteBackground(memory, screenDamage, moved, now);
@@ -186,6 +200,8 @@ void WindowScene::noteBackground(CoveredMemory& memory, const QRegion& screenDam
     if (!changed) return;
     wallpaper.invalidate();
     memory.changeGround(memory.covered(), now);
+    (void)wallpaper.picture(compositing);
+    if (wallpaper.isLearning()) memory.begin(area);
 }
 
 void WindowScene::draw(const QRegion& part) {

@@ -68,6 +68,7 @@ public:
 
 private:
     void begin(std::uint32_t window, const QRegion& fresh);
+    void doubt(std::uint32_t window);
     [[nodiscard]] QRegion trace() const;
     void distrustWindowsBeneath();
     void noteBackground(CoveredMemory& memory, const QRegion& screenDamage, const QRegion& moved,

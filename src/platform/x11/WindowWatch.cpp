@@ -126,7 +126,13 @@ void WindowWatch::setMapped(std::uint32_t window, bool isMapped) {
         return;
     }
     if (unknown.erase(window) > 0) urgent.insert(window);
-    if (onBeginning) onBeginning(window, QRegion(0, 0, known->outer.width, known->outer.height));
+    beginAll(window);
+}
+
+void WindowWatch::beginAll(std::uint32_t window) {
+    const PixelRect& outer = windows.find(window)->outer;
+    // Where the size is not known yet, this is called again.
+    if (onBeginning && !outer.isEmpty()) onBeginning(window, QRegion(0, 0, outer.width, outer.height));
 }
 
 void WindowWatch::configure(const xcb_configure_notify_event_t& event) {
@@ -139,6 +145,7 @@ void WindowWatch::configure(const xcb_configure_notify_event_t& event) {
     const QRect kept = window->keepsPixels ? QRect(0, 0, window->outer.width, window->outer.height) : QRect();
     const bool hasMask = window->isKnown && window->shape != QRegion(0, 0, window->outer.width, window->outer.height);
     windows.configure(event.window, {outer, event.border_width, event.above_sibling});
+    if (onMoved && window->isMapped) onMoved(event.window);
     if (!resized) return;
     if (hasMask) markUnknown(event.window);
     if (onEnd) onEnd(event.window);
@@ -235,8 +242,10 @@ void WindowWatch::refresh() {
         for (const std::optional<StackedWindow>& facts : query.facts(ids)) {
             if (!facts) continue; // gone, of which an event will tell
             const StackedWindow* const window = windows.find(facts->id);
-            if (window && window->outer.isEmpty())
+            if (window && window->outer.isEmpty()) {
                 windows.configure(facts->id, {facts->outer, facts->border, windows.order().back()});
+                if (window->isMapped) beginAll(facts->id);
+            }
             windows.learn(*facts);
         }
     }

@@ -36,6 +36,8 @@ public:
     /// Pixels of a window begin anew: it is about to be seen, or has another size. `part` is counted from its corner;
     /// the stack knows its new place already.
     std::function<void(std::uint32_t window, const QRegion& part)> onBeginning;
+    /// The window has another place.
+    std::function<void(std::uint32_t window)> onMoved;
     /// The window is no longer seen, and its picture is gone or will be another one.
     std::function<void(std::uint32_t window)> onEnd;
 
@@ -62,6 +64,7 @@ private:
     void setMapped(std::uint32_t window, bool isMapped);
     void configure(const xcb_configure_notify_event_t& event);
     void reparent(const xcb_reparent_notify_event_t& event);
+    void beginAll(std::uint32_t window);
     void findFrames(const std::vector<std::uint32_t>& candidates);
     void climb(std::uint32_t window);
 

@@ -40,7 +40,6 @@ std::unique_ptr<SoundServer> SoundServer::prepare(Devices devices) {
     if (!::mkdtemp(pattern.data())) return nullptr;
     std::unique_ptr<SoundServer> server(new SoundServer);
     server->folder = pattern.data();
-    server->wanted = devices;
     for (const char* each : {"run", "home", "config", "state", "cache", "data"})
         fs::create_directory(server->folder / each);
     fs::permissions(server->folder / "run", fs::perms::owner_all);
@@ -109,8 +108,9 @@ bool SoundServer::startSessionManager() {
     sessionManager = run({"wireplumber"});
     return sessionManager && eventually([this] {
                if (!seen->hasSessionManager()) return false;
-               return wanted == Devices::none || (seen->defaultNode(NodeDirectory::Default::audioSink) &&
-                                                  seen->defaultNode(NodeDirectory::Default::audioSource));
+               if (seen->nodeNamed("test-speakers") && !seen->defaultNode(NodeDirectory::Default::audioSink))
+                   return false;
+               return !seen->nodeNamed("test-microphone") || seen->defaultNode(NodeDirectory::Default::audioSource);
            });
 }
 

@@ -75,7 +75,6 @@ public:
 private:
     SoundServer() = default;
     std::filesystem::path folder;
-    Devices wanted = Devices::speakersAndMicrophone;
     std::unique_ptr<ChildProgram> bus;
     std::unique_ptr<ChildProgram> daemon;
     std::unique_ptr<ChildProgram> sessionManager;

@@ -4,6 +4,8 @@
 #include "media/AudioSampleBuffer.h"
 #include "media/PixelBuffer.h"
 #include "pipeline/RecordingWriter.h"
+#include "tests/fakes/TemporaryFolder.h"
+#include "tests/fakes/paintedFrames.h"
 
 #include <gtest/gtest.h>
 
@@ -15,53 +17,10 @@
 #include <functional>
 #include <future>
 #include <optional>
-#include <string>
 #include <thread>
 #include <utility>
 
-#include <unistd.h>
-
-namespace quillet::test {
-
-/// A folder of its own for each test, removed afterwards.
-class Folder {
-public:
-    Folder() {
-        std::string name = (std::filesystem::temp_directory_path() / "quillet-test-XXXXXX").string();
-        path = ::mkdtemp(name.data());
-    }
-    ~Folder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    [[nodiscard]] std::filesystem::path file(const char* name = "recording.mp4") const { return path / name; }
-    std::filesystem::path path;
-};
-
-struct Colour {
-    int red, green, blue;
-};
-
-/// Fills a rectangle of `frame`; alpha is set to something that must not matter.
-inline void fill(PixelBuffer& frame, const PixelRect& rect, Colour colour) {
-    for (int y = rect.y; y < rect.bottom(); ++y)
-        for (int x = rect.x; x < rect.right(); ++x) {
-            std::byte* pixel = frame.row(y) + static_cast<std::ptrdiff_t>(x) * 4;
-            pixel[0] = static_cast<std::byte>(colour.blue);
-            pixel[1] = static_cast<std::byte>(colour.green);
-            pixel[2] = static_cast<std::byte>(colour.red);
-            pixel[3] = static_cast<std::byte>(x);
-        }
-}
-
-inline PixelBufferRef solidFrame(int width, int height, Colour colour) {
-    PixelBufferRef frame = PixelBuffer::make(width, height);
-    fill(*frame, frame->bounds(), colour);
-    return frame;
-}
+namespace quillet::fakes {
 
 inline PixelBufferRef copyOf(const PixelBuffer& frame) {
     PixelBufferRef copy = PixelBuffer::make(frame.width(), frame.height());
@@ -72,7 +31,7 @@ inline PixelBufferRef copyOf(const PixelBuffer& frame) {
 
 /// A frame whose grey tells its number: 16 steps of 15.
 inline PixelBufferRef numberedFrame(int width, int height, int number) {
-    const int grey = 15 + number % 16 * 15;
+    const auto grey = static_cast<std::uint8_t>(15 + number % 16 * 15);
     return solidFrame(width, height, {grey, grey, grey});
 }
 
@@ -118,4 +77,4 @@ inline Outcome finishAndWait(RecordingWriter& writer) {
     return outcome.get_future().get();
 }
 
-} // namespace quillet::test
+} // namespace quillet::fakes

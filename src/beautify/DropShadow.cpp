@@ -1,6 +1,4 @@
-#include "pipeline/DropShadow.h"
-
-#include "pipeline/kernels/blend.h"
+#include "beautify/DropShadow.h"
 
 #include <algorithm>
 #include <cmath>
@@ -78,10 +76,11 @@ void drawRow(const std::vector<float>& shadow, const Runs& columns, double opaci
 
 } // namespace
 
-void castShadow(PixelBuffer& backdrop, const ShapeMask& shape, double blur, double drop, double opacity) {
+void castShadow(const ShapeMask& shape, const DropShadow& shadow,
+                const std::function<void(int y, const std::byte* black)>& draw) {
     const auto width = static_cast<std::size_t>(shape.width);
     const Runs rows(shape.height, [&](int a, int b) { return std::memcmp(shape.row(a), shape.row(b), width) == 0; });
-    const auto blurred = blurRows(shape, rows, gaussian(blur, 0));
+    const auto blurred = blurRows(shape, rows, gaussian(shadow.blur, 0));
     const Runs columns(shape.width, [&](int a, int b) {
         return std::ranges::all_of(blurred, [&](const std::vector<float>& row) {
             return row[static_cast<std::size_t>(a)] == row[static_cast<std::size_t>(b)];
@@ -95,7 +94,7 @@ void castShadow(PixelBuffer& backdrop, const ShapeMask& shape, double blur, doub
     }
 
     // The shadow lies `drop` further down, so a row takes from rows that much further up.
-    const Kernel kernel = gaussian(blur, -drop);
+    const Kernel kernel = gaussian(shadow.blur, -shadow.drop);
     std::vector<int> sources(kernel.weights.size(), -1);
     std::vector<int> previous;
     std::vector<float> sum(columns.entries());
@@ -114,9 +113,9 @@ void castShadow(PixelBuffer& backdrop, const ShapeMask& shape, double blur, doub
                 for (std::size_t i = 0; i < sum.size(); ++i)
                     sum[i] += weight * from[i];
             }
-            drawRow(sum, columns, opacity, black);
+            drawRow(sum, columns, shadow.opacity, black);
         }
-        kernels::composite(backdrop.row(y), black.data(), backdrop.row(y), width);
+        draw(y, black.data());
     }
 }
 

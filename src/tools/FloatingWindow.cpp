@@ -1,0 +1,113 @@
+#include "tools/FloatingWindow.h"
+
+#include <QEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QWindow>
+
+namespace quillet {
+
+FloatingWindow::FloatingWindow(const Options& wishes) : options(wishes), layer(FloatingLayer::shared()) {
+    // Some window managers leave tool windows unmapped unless they are told to keep out altogether.
+    Qt::WindowFlags flags =
+        Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::X11BypassWindowManagerHint;
+    if (options.keyboard == Keyboard::never) flags |= Qt::WindowDoesNotAcceptFocus;
+    if (options.mouse == Mouse::passesThrough) flags |= Qt::WindowTransparentForInput;
+    if (options.shadow == Shadow::none) flags |= Qt::NoDropShadowWindowHint;
+    setWindowFlags(flags);
+    setAttribute(Qt::WA_TranslucentBackground);
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    setAttribute(Qt::WA_QuitOnClose, false);
+    setAccessibleName(options.accessibleName);
+    // Without a geometry of its own the toolkit would choose one when the window is shown.
+    setGeometry(0, 0, 1, 1);
+    winId();
+    control = makeWindowControl(*windowHandle());
+    if (options.shadow == Shadow::none) control->forbidShadow();
+    if (options.keyboard == Keyboard::whenPressed) windowHandle()->installEventFilter(this);
+    layer->add(*this);
+}
+
+FloatingWindow::~FloatingWindow() {
+    control->returnKeyboard();
+    layer->remove(*this);
+}
+
+void FloatingWindow::setFrame(const Rect& frame) {
+    exactFrame = frame;
+    placeOnScreen();
+}
+
+void FloatingWindow::placeOnScreen() {
+    const PixelRect place = desktopPixels(exactFrame, layer->screens());
+    if (place == pixels) return;
+    const bool resized = place.width != pixels.width || place.height != pixels.height;
+    pixels = place;
+    control->place(pixels);
+    if (resized) redraw();
+}
+
+void FloatingWindow::redraw() {
+    control->setShape(shape());
+    control->setMouseRegion(options.mouse == Mouse::passesThrough ? QRegion() : mouseArea());
+    update();
+}
+
+void FloatingWindow::orderFront() {
+    // The toolkit may have asked for another place on its way to the screen.
+    if (!isVisible()) {
+        show();
+        control->place(pixels);
+        redraw();
+    }
+    layer->bringToFront(*this);
+}
+
+void FloatingWindow::orderOut() {
+    control->returnKeyboard();
+    hide();
+}
+
+const Screen* FloatingWindow::holdingScreen() const { return layer->screens().list.holding(exactFrame); }
+
+bool FloatingWindow::isTranslucent() const { return layer->isComposited() && windowHandle()->format().hasAlpha(); }
+
+double FloatingWindow::scale() const {
+    const ScreenList& list = layer->screens().list;
+    const Screen* screen = list.containing(exactFrame.centre());
+    if (!screen) screen = list.mainOrFirst();
+    return screen ? screen->scale() : 1;
+}
+
+Point FloatingWindow::mouseAt(const QMouseEvent& event) const {
+    const MouseLog::Event kind = event.type() == QEvent::MouseMove            ? MouseLog::Event::motion
+                                 : event.type() == QEvent::MouseButtonRelease ? MouseLog::Event::release
+                                                                              : MouseLog::Event::press;
+    if (const auto pixel = layer->mouse().pixelAt(kind, event.timestamp()))
+        return globalPoint(*pixel, layer->screens());
+    return globalPosition(event.globalPosition());
+}
+
+Point FloatingWindow::globalPosition(const QPointF& position) const {
+    return toGlobal(position, layer->screens().space);
+}
+
+void FloatingWindow::usePixels(QPainter& painter) const {
+    const double ratio = devicePixelRatioF();
+    painter.scale(1 / ratio, 1 / ratio);
+}
+
+bool FloatingWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == windowHandle() && event->type() == QEvent::MouseButtonPress) control->takeKeyboard();
+    return QWidget::eventFilter(watched, event);
+}
+
+void FloatingWindow::compositingChanged() { redraw(); }
+
+void FloatingWindow::screensChanged() {
+    pixels = {};
+    placeOnScreen();
+    screensRearranged();
+}
+
+} // namespace quillet

@@ -1,0 +1,29 @@
+// SymbolButton.h: a button whose sign is drawn, not written.
+#pragma once
+
+#include "ui/PanelButton.h"
+
+namespace quillet {
+
+/// Its title begins with a sign that few fonts have, or have as a coloured picture: it is drawn here, and the words
+/// after it are written.
+///
+/// Threads: main.
+class SymbolButton : public PanelButton {
+public:
+    enum class Symbol { play, pause, toTop };
+
+    SymbolButton(Symbol first, QWidget* parent);
+
+    void showSymbol(Symbol next);
+
+    [[nodiscard]] QSize sizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    Symbol symbol;
+};
+
+} // namespace quillet
