@@ -107,6 +107,7 @@ void Desk::setWallpaper(Wallpaper wallpaper, std::uint32_t seed) {
 xcb_window_t Desk::addOwn(WindowOptions wanted) {
     if (wanted.paint == greenNoise) wanted.paint = magenta;
     wanted.takesFocus = false;
+    wanted.wantsShadow = wanted.outline != Outline::frame; // as the program's own outline does
     // Compositing managers learn what a new window is like while it is mapped already, and show it as something else
     // until then.
     if (setup.isComposited() && ownWindows.empty()) (void)raw->settled(setup.rest);
@@ -208,13 +209,14 @@ Expectation Desk::expectation(Picture picture) {
          {right - pointerReach, recordedArea.bottom() / 2 - pointerReach, pointerReach, 2 * pointerReach}},
         setup.tolerance};
     if (setup.effects == Effects::none) return wanted;
-    std::vector<PixelRect> windows = others->places();
+    std::vector<Program::Place> windows = others->places();
     for (Program* const program : furtherPrograms) {
-        const std::vector<PixelRect> more = program->places();
+        const std::vector<Program::Place> more = program->places();
         windows.insert(windows.end(), more.begin(), more.end());
     }
-    for (const PixelRect& window : windows) {
-        const PixelRect rect = window.offsetBy(-recordedArea.x, -recordedArea.y);
+    for (const Program::Place& window : windows) {
+        const PixelRect rect = window.rect.offsetBy(-recordedArea.x, -recordedArea.y);
+        if (!window.isOpaque) wanted.ignored.push_back(rect); // shadows show through
         const PixelRect reach = rect.grownBy(effectsReach);
         wanted.ignored.push_back({reach.x, reach.y, reach.width, effectsReach});
         wanted.ignored.push_back({reach.x, rect.bottom(), reach.width, effectsReach});

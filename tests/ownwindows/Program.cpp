@@ -124,6 +124,7 @@ void Program::describe(xcb_window_t window, const WindowOptions& options) {
     if (options.opacity < 1)
         change32(window, "_NET_WM_WINDOW_OPACITY", XCB_ATOM_CARDINAL,
                  {static_cast<std::uint32_t>(options.opacity * 4294967295.0)});
+    if (!options.wantsShadow) change32(window, "_COMPTON_SHADOW", XCB_ATOM_CARDINAL, {0});
     if (options.processID) change32(window, "_NET_WM_PID", XCB_ATOM_CARDINAL, {options.processID});
     if (options.handling == Handling::overrideRedirect) return;
     // The user's own place and size (flags 1 and 2), so that window managers do not choose.
@@ -238,6 +239,7 @@ void Program::setOutline(xcb_window_t window, Outline outline) {
 
 void Program::setOpacity(xcb_window_t window, double opacity) {
     run([&](xcb_connection_t*) {
+        windows[window].options.opacity = opacity;
         change32(window, "_NET_WM_WINDOW_OPACITY", XCB_ATOM_CARDINAL,
                  {static_cast<std::uint32_t>(opacity * 4294967295.0)});
     });
@@ -261,18 +263,22 @@ void Program::sync() {
     run([](xcb_connection_t*) {});
 }
 
-std::vector<PixelRect> Program::places() {
-    std::vector<PixelRect> rects;
+std::vector<Program::Place> Program::places() {
+    std::vector<Place> found;
     run([&](xcb_connection_t* c) {
         for (const auto& [id, window] : windows) {
             if (window.options.parent || !isViewable(id)) continue;
             const auto place =
                 owned(xcb_translate_coordinates_reply(c, xcb_translate_coordinates(c, id, root(), 0, 0), nullptr));
             const auto geometry = owned(xcb_get_geometry_reply(c, xcb_get_geometry(c, id), nullptr));
-            if (place && geometry) rects.push_back({place->dst_x, place->dst_y, geometry->width, geometry->height});
+            if (!place || !geometry) continue;
+            const WindowOptions& options = window.options;
+            const bool isOpaque =
+                options.outline == Outline::rectangle && options.depth == Depth::root && options.opacity == 1;
+            found.push_back({{place->dst_x, place->dst_y, geometry->width, geometry->height}, isOpaque});
         }
     });
-    return rects;
+    return found;
 }
 
 xcb_atom_t Program::atom(const std::string& name) {

@@ -54,6 +54,7 @@ struct WindowOptions {
     std::string type = {};       ///< "_NET_WM_WINDOW_TYPE_MENU"; none if empty
     double opacity = 1;          ///< asked of compositing managers
     bool takesFocus = true;      ///< when managed
+    bool wantsShadow = true;     ///< false: tells picom, which would fill the hole of a frame with it
     std::uint32_t processID = 0; ///< what it claims; 0: nothing
     xcb_window_t parent = 0;     ///< 0: the root
 };
@@ -98,8 +99,12 @@ public:
     /// Stops answering the server, as a program that hangs; for good.
     void hang();
     void sync();
-    /// Where its viewable top-level windows are, without their borders and frames, in root pixels.
-    [[nodiscard]] std::vector<PixelRect> places();
+    struct Place {
+        PixelRect rect;        ///< without border and frame, in root pixels
+        bool isOpaque = false; ///< and rectangular
+    };
+    /// Where its viewable top-level windows are.
+    [[nodiscard]] std::vector<Place> places();
     [[nodiscard]] xcb_window_t root() const { return screen->root; }
     [[nodiscard]] xcb_atom_t atom(const std::string& name);
 

@@ -48,7 +48,7 @@ std::vector<Setup> everySetup() {
                    .rest = 400ms});
     all.push_back({.name = "xfwm4", .windowManager = {"xfwm4", "--compositor=off"}, .rest = 150ms});
     all.push_back({.name = "xfwm4Composing",
-                   .windowManager = {"xfwm4", "--compositor=on", "--vblank=off"},
+                   .windowManager = {"xfwm4", "--compositor=on", "--vblank=xpresent"},
                    .managerComposites = true,
                    .effects = Effects::shadowsOrTitles,
                    .rest = 400ms});
