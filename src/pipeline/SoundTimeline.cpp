@@ -10,7 +10,6 @@ namespace quillet {
 namespace {
 
 constexpr std::int32_t rate = 48000;
-constexpr std::size_t frameBytes = 2 * sizeof(float);
 
 } // namespace
 

@@ -245,7 +245,7 @@ TEST(RecordingWriter, everySampleStandsAtItsTime) {
 }
 
 TEST(RecordingWriter, everySampleStandsAtItsTimeInAnUnfinishedFileToo) {
-    const Folder folder;
+    const TemporaryFolder folder;
     const MediaTime start{7, 60};
     auto writer = makeWriter(folder.file());
     writer->start(start);
