@@ -6,13 +6,13 @@
 
 namespace quillet {
 
-/// What the speakers play.
+/// What the speakers play, or a formula's sound when the environment variable QUILLET_SOURCES is "synthetic".
 ///
 /// Threads: any but a sound library's own, as long as nobody changes the environment. Both begin to get to know the
 /// sound server in the background; who asks at the program's start and keeps the answer never waits later.
 [[nodiscard]] SystemAudioSourceFactory chooseSystemAudio();
 
-/// CaptureDeviceFactories::microphone: the default microphone, null where there is none.
+/// CaptureDeviceFactories::microphone: the default microphone, null where there is none; or a formula's.
 [[nodiscard]] decltype(CaptureDeviceFactories::microphone) chooseMicrophone();
 
 } // namespace quillet

@@ -27,6 +27,8 @@ SoundPacer::SoundPacer(MediaTime begin) : handedOver(begin.valueIn(sampleRate)) 
 void SoundPacer::add(CapturedSound sound) {
     if (sound.device != device) timeline.changeDevice();
     device = sound.device;
+    const std::chrono::milliseconds period(sound.buffer.frames * 1000 / sampleRate);
+    patience = std::clamp(period + margin, leastPatience, mostPatience);
     // A gap too long for the timeline: its queue has been standing still for all that time.
     if (timeline.end() + longestStep < sound.buffer.presentationTime) fillUntil(sound.buffer.presentationTime);
     keep(timeline.place(std::move(sound.buffer)));
@@ -34,7 +36,7 @@ void SoundPacer::add(CapturedSound sound) {
 
 AudioSampleBuffer SoundPacer::next(MediaTime now) {
     fillUntil(before(now, patience));
-    return handOver(before(now, latency));
+    return handOver(now);
 }
 
 AudioSampleBuffer SoundPacer::rest(MediaTime now) {

@@ -10,16 +10,17 @@
 
 namespace quillet {
 
-/// Hands out stretches that join without gap and overlap from the moment of its making on, each ending `latency` before
-/// the moment at which it is asked for. Sound that is missing then is waited for until it is `patience` late, and
-/// silence afterwards.
+/// Hands out stretches that join without gap and overlap from the moment of its making on. Sound is handed out as soon
+/// as it has been heard; where some is missing it is waited for until it is `leastPatience` late, and is silence
+/// afterwards. A server with long periods is given one of them and `margin`, if that is more.
 ///
 /// Threads: one at a time.
 class SoundPacer {
 public:
-    /// Time for the microphone's sound of the same moment to come, so that a mix finds both.
-    static constexpr std::chrono::milliseconds latency{50};
-    static constexpr std::chrono::milliseconds patience{90};
+    /// Far more than a server needs on a busy machine, and less than a mix waits for the microphone.
+    static constexpr std::chrono::milliseconds leastPatience{100};
+    static constexpr std::chrono::milliseconds margin{60};
+    static constexpr std::chrono::milliseconds mostPatience{500}; ///< the longest period that servers have is 170 ms
 
     explicit SoundPacer(MediaTime begin);
 
@@ -38,6 +39,7 @@ private:
     std::vector<float> waiting;  // interleaved
     std::int64_t handedOver = 0; // where `waiting` begins, in 48000ths of a second
     std::uint32_t device = 0;
+    std::chrono::milliseconds patience = leastPatience;
 };
 
 } // namespace quillet

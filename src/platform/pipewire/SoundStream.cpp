@@ -158,11 +158,14 @@ void SoundStream::process() {
             const std::uint32_t offset = std::min(data.chunk->offset, data.maxsize);
             const std::uint32_t bytes = std::min(data.chunk->size, data.maxsize - offset);
             const std::size_t frames = bytes / (channels * sizeof(float));
+            // An output drives the server's cycles: it takes its sound at a cycle's end, and its monitor passes that on
+            // in the next one.
+            if (wanted.source == Source::output) time -= durationOf(static_cast<std::int64_t>(frames));
             const auto* samples = reinterpret_cast<const float*>(static_cast<const std::byte*>(data.data) + offset);
             const bool isPushed = !isSettling(time, static_cast<std::int64_t>(frames)) &&
                                   ring.push(std::span(samples, channels * frames), time, device);
             if (isPushed && wanted.onArrival) wanted.onArrival();
-            time += durationOf(static_cast<std::int64_t>(frames));
+            if (wanted.source == Source::microphone) time += durationOf(static_cast<std::int64_t>(frames));
         }
         pw_stream_queue_buffer(stream.get(), buffer);
     }

@@ -20,8 +20,9 @@ namespace quillet {
 /// default device, outlives the server and the session manager, and takes up its work when they come back; while there
 /// is nothing to hear it may give silence or nothing.
 ///
-/// Times: an output's sound is stamped with the moment at which the server hands it to the device, a microphone's with
-/// the moment of its recording, as far as the device tells its delay.
+/// Times: an output's sound is stamped with the moment at which programs hand it over (the device takes as long as a
+/// display does until it is perceived), a microphone's with the moment of its recording, as far as the device tells its
+/// delay.
 ///
 /// Threads: made and destroyed on any but the connection's loop; take on one thread.
 class SoundStream {
