@@ -95,7 +95,7 @@ bool CameraStream::connect() {
     pw_stream_add_listener(stream.get(), hook.fresh(), &events, this);
 
     std::vector<SpaPod> formats = everyFormat();
-    if (options.wanted) formats.insert(formats.begin(), exactFormat(*options.wanted));
+    if (options.wanted) formats.insert(formats.begin(), exactFormat(*options.wanted, RateMatch::withinAHundredth));
     std::vector<const spa_pod*> parameters;
     for (const SpaPod& each : formats)
         parameters.push_back(each.get());

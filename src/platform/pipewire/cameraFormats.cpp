@@ -165,15 +165,17 @@ public:
         parameter.range(SPA_FORMAT_VIDEO_size, spa_rectangle{wantedShorterSide * 16 / 9, wantedShorterSide},
                         spa_rectangle{1, 1}, spa_rectangle{largestSide, largestSide});
     }
+    void rate(double exact) { parameter.fraction(SPA_FORMAT_VIDEO_framerate, fraction(exact)); }
     void rate(double wanted, double least, double most) {
-        const auto fraction = [](double perSecond) {
-            return spa_fraction{static_cast<std::uint32_t>(std::lround(perSecond * 1000)), 1000};
-        };
         parameter.range(SPA_FORMAT_VIDEO_framerate, fraction(wanted), fraction(least), fraction(most));
     }
     [[nodiscard]] SpaPod finish() { return parameter.finish(); }
 
 private:
+    [[nodiscard]] static spa_fraction fraction(double perSecond) {
+        return {static_cast<std::uint32_t>(std::lround(perSecond * 1000)), 1000};
+    }
+
     ParameterBuilder parameter{SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat};
 };
 
@@ -219,7 +221,7 @@ std::optional<CameraFormat> readFormat(const spa_pod* format) {
     return one.size() == 1 ? std::optional(one.front()) : std::nullopt;
 }
 
-SpaPod exactFormat(const CameraFormat& format) {
+SpaPod exactFormat(const CameraFormat& format, RateMatch match) {
     FormatBuilder builder;
     if (format.layout == CameraLayout::jpeg) {
         builder.jpeg();
@@ -230,7 +232,8 @@ SpaPod exactFormat(const CameraFormat& format) {
     }
     builder.size(format.width, format.height);
     const double rate = format.framesPerSecond;
-    if (rate > 0) builder.rate(rate, rate * 0.99, rate * 1.01);
+    if (rate > 0 && match == RateMatch::exact) builder.rate(rate);
+    if (rate > 0 && match == RateMatch::withinAHundredth) builder.rate(rate, rate * 0.99, rate * 1.01);
     if (hasLuma(format.layout)) {
         builder.id(SPA_FORMAT_VIDEO_colorRange,
                    format.range == YuvRange::full ? SPA_VIDEO_COLOR_RANGE_0_255 : SPA_VIDEO_COLOR_RANGE_16_235);

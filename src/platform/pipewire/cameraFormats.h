@@ -28,8 +28,10 @@ inline constexpr double wantedFramesPerSecond = 30;
 /// One negotiated format; nothing for what we cannot read.
 [[nodiscard]] std::optional<CameraFormat> readFormat(const spa_pod* format);
 
-/// An EnumFormat parameter of exactly this format, its rate within a hundredth; with the colours it names.
-[[nodiscard]] SpaPod exactFormat(const CameraFormat& format);
+/// How a rate is written: a camera says what it has, who asks for it allows for 29.97 being written in many ways.
+enum class RateMatch { exact, withinAHundredth };
+/// An EnumFormat parameter of exactly this format and its colours.
+[[nodiscard]] SpaPod exactFormat(const CameraFormat& format, RateMatch match);
 /// One for each arrangement of bytes that we can read, of any size and rate.
 [[nodiscard]] std::vector<SpaPod> everyFormat();
 

@@ -46,6 +46,10 @@ public:
         spa_pod_builder_prop(&builder, key, 0);
         add(value);
     }
+    void fraction(std::uint32_t key, spa_fraction value) {
+        spa_pod_builder_prop(&builder, key, 0);
+        add(value);
+    }
     void flags(std::uint32_t key, int set) {
         spa_pod_frame choice{};
         spa_pod_builder_prop(&builder, key, 0);

@@ -24,7 +24,7 @@ std::vector<const spa_pod*> pointersTo(const std::vector<SpaPod>& pods) {
 std::vector<SpaPod> podsOf(const std::vector<CameraFormat>& offers) {
     std::vector<SpaPod> pods;
     for (const CameraFormat& each : offers)
-        pods.push_back(exactFormat(each));
+        pods.push_back(exactFormat(each, RateMatch::exact));
     return pods;
 }
 
