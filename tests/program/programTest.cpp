@@ -1,5 +1,6 @@
 // programTest.cpp: the program as a user meets it. Runs inside tests/desktop/desktop, with a display and a home of its
 // own, but for the tests named Outside.
+#include "platform/x11/xcbHandles.h"
 #include "tests/fakes/ReadMovie.h"
 #include "tests/fakes/x11/ChildProgram.h"
 #include "tests/fakes/x11/eventually.h"
@@ -51,6 +52,9 @@ Answer shell(const std::string& command) {
 /// The counter of the scene as a film shows it: six digits in seven segments, and the same number in 32 bits below.
 class CounterWindow {
 public:
+    static constexpr int width = 300;
+    static constexpr int height = 100; ///< of the digits
+
     /// Where the window manager has put it, in pixels of the display.
     [[nodiscard]] static std::optional<CounterWindow> find() {
         std::istringstream words(shell("xwininfo -name 'scene: counter'").text);
@@ -85,6 +89,9 @@ public:
             }
         return true;
     }
+
+    [[nodiscard]] int x() const { return left; }
+    [[nodiscard]] int y() const { return top; }
 
 private:
     [[nodiscard]] int luma(const test::MoviePicture& picture, int x, int y) const {
@@ -200,6 +207,64 @@ TEST_F(Program, leavesAPlayableFilmWhenItIsKilled) {
     const test::Movie movie = test::readMovie(recordings().at(0), test::ReadDepth::pictures);
     ASSERT_TRUE(movie.video);
     EXPECT_FALSE(movie.pictures.empty());
+}
+
+/// How many pixels in the counter's place have the record button's red, on the display as everybody sees it.
+int redPixelsOnDisplay(const CounterWindow& counter) {
+    const XcbConnectionHandle connection(xcb_connect(nullptr, nullptr));
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data->root;
+    const auto reply = owned(xcb_get_image_reply(
+        connection.get(),
+        xcb_get_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, root, static_cast<std::int16_t>(counter.x()),
+                      static_cast<std::int16_t>(counter.y()), CounterWindow::width, CounterWindow::height, ~0U),
+        nullptr));
+    if (!reply) return -1;
+    const std::uint8_t* const pixels = xcb_get_image_data(reply.get());
+    int count = 0;
+    for (int i = 0; i < CounterWindow::width * CounterWindow::height; ++i)
+        count += pixels[i * 4] == 48 && pixels[i * 4 + 1] == 59 && pixels[i * 4 + 2] == 255 ? 1 : 0;
+    return count;
+}
+
+TEST_F(Program, isAbsentFromItsOwnRecording) {
+    for (const auto& file : recordings())
+        std::filesystem::remove(file);
+    const auto counter = CounterWindow::find();
+    ASSERT_TRUE(counter);
+    // The button right over the digits.
+    ASSERT_EQ(shell(findWindow + " windowmove --sync " + std::to_string(counter->x() - 20) + " " +
+                    std::to_string(counter->y() - 20))
+                  .status,
+              0);
+    press("space");
+    ASSERT_TRUE(eventually([&] { return redPixelsOnDisplay(*counter) > 2000; })) << "the button hides no digits";
+    const auto files = recordings();
+    ASSERT_EQ(files.size(), 1U);
+    const auto whenCovered = std::filesystem::file_size(files[0]);
+    ASSERT_TRUE(eventually([&] { return std::filesystem::file_size(files[0]) > whenCovered + 400'000; }));
+    ASSERT_GT(redPixelsOnDisplay(*counter), 2000);
+    press("space");
+    ASSERT_TRUE(eventually([&] { return isFinished(files[0]); }));
+
+    const test::Movie movie = test::readMovie(files[0], test::ReadDepth::pictures);
+    ASSERT_GT(movie.pictures.size(), 5U);
+    std::uint32_t last = 0;
+    std::size_t steps = 0;
+    for (const test::MoviePicture& picture : movie.pictures) {
+        const std::uint32_t number = counter->number(picture);
+        EXPECT_TRUE(counter->digitsShow(picture, number)) << "the digits do not say " << number;
+        steps += number != last ? 1 : 0;
+        last = number;
+        int red = 0;
+        for (int y = counter->y(); y < counter->y() + CounterWindow::height; y += 2)
+            for (int x = counter->x(); x < counter->x() + CounterWindow::width; x += 2) {
+                const std::array<double, 3> colour = picture.colourAt(x, y);
+                // The digits have a darker red.
+                red += colour[0] > 225 && colour[1] < 130 && colour[2] < 130 ? 1 : 0;
+            }
+        EXPECT_EQ(red, 0) << "the film shows the button";
+    }
+    EXPECT_GT(steps, movie.pictures.size() / 3) << "what lies beneath the button stands still";
 }
 
 class TwoMonitors : public Program {};

@@ -127,8 +127,8 @@ void WindowScene::requestDamage(const CoveredMemory& memory) {
         if (window->isOwn) {
             ownRepainted = true;
             damage.drop(id);
-        } else if (tainted.partOf(id) ||
-                   (memory.covered() + own.trace(watch.stack(), compositing)).intersects(toQRect(window->outer))) {
+        } else if (tainted.partOf(id) || memory.covered().intersects(toQRect(window->outer)) ||
+                   (watch.stack().changes().any && trace().intersects(toQRect(window->outer)))) {
             wanted.push_back(id);
         } else {
             damage.drop(id); // the screen's own damage tells of it; what is asked for later must not be as old as this

@@ -106,23 +106,19 @@ void WindowStack::configure(std::uint32_t id, const Placement& placement) {
         place(id, to);
     }
 
-    if (window->outer == placement.outer && window->border == placement.border) return;
-    const bool resized = window->outer.width != placement.outer.width ||
-                         window->outer.height != placement.outer.height || window->border != placement.border;
-    noteDisappearance(*window, LeftPlace::Reason::moved);
-    window->outer = placement.outer;
-    window->border = placement.border;
-    // A mask does not grow with its window, but a window without one does; what is right comes with learn().
-    if (resized) window->shape = QRegion(0, 0, placement.outer.width, placement.outer.height);
-    noteAppearance(*window);
+    setPlace(id, placement.outer, placement.border);
 }
 
-void WindowStack::moveTo(std::uint32_t id, int x, int y) {
+void WindowStack::setPlace(std::uint32_t id, const PixelRect& outer, int border) {
     StackedWindow* const window = edit(id);
-    if (!window) return;
+    if (!window || (window->outer == outer && window->border == border)) return;
+    const bool resized =
+        window->outer.width != outer.width || window->outer.height != outer.height || window->border != border;
     noteDisappearance(*window, LeftPlace::Reason::moved);
-    window->outer.x = x;
-    window->outer.y = y;
+    window->outer = outer;
+    window->border = border;
+    // A mask does not grow with its window, but a window without one does; what is right comes with learn().
+    if (resized) window->shape = QRegion(0, 0, outer.width, outer.height);
     noteAppearance(*window);
 }
 

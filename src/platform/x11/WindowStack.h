@@ -62,7 +62,8 @@ public:
         std::uint32_t above = 0; ///< the window right below it; 0: it is the lowest
     };
     void configure(std::uint32_t id, const Placement& placement);
-    void moveTo(std::uint32_t id, int x, int y);
+    /// The same without a change of the order.
+    void setPlace(std::uint32_t id, const PixelRect& outer, int border);
     void raise(std::uint32_t id);
     void lower(std::uint32_t id);
     /// Takes what only asking tells (isKnown and the fields below it) over from `facts`, which carries the number.

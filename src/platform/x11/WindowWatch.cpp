@@ -210,7 +210,10 @@ bool WindowWatch::handleEvent(const xcb_generic_event_t& event) {
         }
         case XCB_GRAVITY_NOTIFY: {
             const auto& notice = reinterpret_cast<const xcb_gravity_notify_event_t&>(event);
-            if (!isOld) windows.moveTo(notice.window, notice.x, notice.y);
+            const StackedWindow* const window = windows.find(notice.window);
+            if (isOld || !window) return true;
+            windows.setPlace(notice.window, {notice.x, notice.y, window->outer.width, window->outer.height},
+                             window->border);
             return true;
         }
         case XCB_CIRCULATE_NOTIFY: {
@@ -243,7 +246,7 @@ void WindowWatch::refresh() {
             if (!facts) continue; // gone, of which an event will tell
             const StackedWindow* const window = windows.find(facts->id);
             if (window && window->outer.isEmpty()) {
-                windows.configure(facts->id, {facts->outer, facts->border, windows.order().back()});
+                windows.setPlace(facts->id, facts->outer, facts->border);
                 if (window->isMapped) beginAll(facts->id);
             }
             windows.learn(*facts);
