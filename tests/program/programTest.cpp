@@ -233,7 +233,7 @@ TEST_F(Program, isAbsentFromItsOwnRecording) {
     ASSERT_TRUE(counter);
     // The button right over the digits.
     ASSERT_EQ(shell(findWindow + " windowmove --sync " + std::to_string(counter->x() - 20) + " " +
-                    std::to_string(counter->y() - 20))
+                    std::to_string(counter->y() - 320)) // where the button stands in the panel
                   .status,
               0);
     press("space");
