@@ -100,12 +100,13 @@ std::vector<float> HeardSound::channel(int which, double from, double until) con
 
 std::vector<double> onsets(const HeardSound& heard, double threshold, int channel) {
     std::vector<double> found;
-    std::int64_t quiet = 48000;
+    const float* const samples = heard.samples.data() + channel;
+    const auto limit = static_cast<float>(threshold);
+    std::int64_t lastLoud = -48000;
     for (std::int64_t i = 0; i < heard.frames(); ++i) {
-        const bool isLoud =
-            std::abs(static_cast<double>(heard.samples[static_cast<std::size_t>(2 * i + channel)])) > threshold;
-        if (isLoud && quiet >= 2400) found.push_back(heard.startSeconds() + static_cast<double>(i) / 48000);
-        quiet = isLoud ? 0 : quiet + 1;
+        if (std::abs(samples[2 * i]) <= limit) continue;
+        if (i - lastLoud > 2400) found.push_back(heard.startSeconds() + static_cast<double>(i) / 48000);
+        lastLoud = i;
     }
     return found;
 }
