@@ -5,6 +5,9 @@
 #include <QPainter>
 #include <QWindow>
 
+#include <algorithm>
+#include <cmath>
+
 namespace quillet {
 
 FloatingWindow::FloatingWindow(const Options& wishes) : options(wishes), layer(FloatingLayer::shared()) {
@@ -45,12 +48,26 @@ void FloatingWindow::placeOnScreen() {
     if (place == pixels) return;
     const bool resized = place.width != pixels.width || place.height != pixels.height;
     pixels = place;
-    control->place(pixels);
+    control->place(canvas());
     if (resized) redraw();
 }
 
+// The toolkit counts a window in whole points and draws only so far: on a screen of 1.75 pixels a point it would leave
+// the last columns of some windows undrawn. So the window goes on to the next whole point, and shape() cuts that off.
+PixelRect FloatingWindow::canvas() const {
+    const Screen* screen = roundingScreen();
+    const double ratio = screen ? screen->backingScaleFactor : 1;
+    const auto covering = [ratio](int length) {
+        return std::max(length, static_cast<int>(std::lround(std::ceil(length / ratio) * ratio)));
+    };
+    return {pixels.x, pixels.y, covering(pixels.width), covering(pixels.height)};
+}
+
 void FloatingWindow::redraw() {
-    control->setShape(shape());
+    std::optional<QRegion> cut = shape();
+    const PixelRect drawn = canvas();
+    if (!cut && (drawn.width != pixels.width || drawn.height != pixels.height)) cut = QRect(QPoint(), pixelSize());
+    control->setShape(cut);
     control->setMouseRegion(options.mouse == Mouse::passesThrough ? QRegion() : mouseArea());
     update();
 }
@@ -59,7 +76,7 @@ void FloatingWindow::orderFront() {
     // The toolkit may have asked for another place on its way to the screen.
     if (!isVisible()) {
         show();
-        control->place(pixels);
+        control->place(canvas());
         redraw();
     }
     layer->bringToFront(*this);
@@ -74,10 +91,14 @@ const Screen* FloatingWindow::holdingScreen() const { return layer->screens().li
 
 bool FloatingWindow::isTranslucent() const { return layer->isComposited() && windowHandle()->format().hasAlpha(); }
 
-double FloatingWindow::scale() const {
+const Screen* FloatingWindow::roundingScreen() const {
     const ScreenList& list = layer->screens().list;
-    const Screen* screen = list.containing(exactFrame.centre());
-    if (!screen) screen = list.mainOrFirst();
+    const Screen* const screen = list.containing(exactFrame.centre());
+    return screen ? screen : list.mainOrFirst();
+}
+
+double FloatingWindow::scale() const {
+    const Screen* screen = roundingScreen();
     return screen ? screen->scale() : 1;
 }
 

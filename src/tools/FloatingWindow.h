@@ -100,6 +100,8 @@ private:
     void compositingChanged();
     void screensChanged();
     void placeOnScreen();
+    [[nodiscard]] PixelRect canvas() const;
+    [[nodiscard]] const Screen* roundingScreen() const;
 
     const Options options;
     // Shared by all floating windows, the last one of which takes it down.

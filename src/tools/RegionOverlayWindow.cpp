@@ -120,11 +120,13 @@ RegionOverlayController::RegionOverlayController()
     : moveHandle(HandlePanel::Kind::move, moveHandleSize), resizeHandle(HandlePanel::Kind::resize, resizeHandleSize) {
     for (HandlePanel* handle : {&moveHandle, &resizeHandle})
         handle->onDragStart = [this] { dragStartFrame = window.frame(); };
+    window.onScreensRearranged = [this] { followScreens(); };
     moveHandle.onDrag = [this](double dx, double dy) { dragMove(dx, dy); };
     resizeHandle.onDrag = [this](double dx, double dy) { dragResize(dx, dy); };
 }
 
 void RegionOverlayController::apply(RangeMode mode, const Screen& screen) {
+    appliedMode = mode;
     aspect = aspectRatio(mode);
     window.setFullscreenMode(mode == RangeMode::fullscreen);
     window.setRegion(placedRegion(mode, window.frame().size(), screen));
@@ -171,6 +173,17 @@ void RegionOverlayController::dragResize(double dx, double dy) {
     if (!screen) return;
     window.setRegion(resizedRegion(dragStartFrame, dx, dy, aspect, screen->frame));
     placeHandles();
+}
+
+void RegionOverlayController::followScreens() {
+    const Screen* screen = window.holdingScreen();
+    if (!screen || !appliedMode || isRecording) return;
+    const Rect& whole = screen->frame;
+    const bool isWhole = frame() == whole;
+    const bool isOnIt =
+        moveWithin(frame(), 0, 0, whole) == frame() && frame().width <= whole.width && frame().height <= whole.height;
+    if (*appliedMode == RangeMode::fullscreen ? !isWhole : !isOnIt) apply(*appliedMode, *screen);
+    updateHandles();
 }
 
 std::vector<std::uint32_t> RegionOverlayController::windowIDs() const {

@@ -6,6 +6,7 @@
 #include "tools/HandlePanel.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -25,7 +26,13 @@ public:
     /// A new frame, and a new label with it.
     void setRegion(const Rect& region);
 
+    /// The arrangement of screens has changed.
+    std::function<void()> onScreensRearranged;
+
 protected:
+    void screensRearranged() override {
+        if (onScreensRearranged) onScreensRearranged();
+    }
     [[nodiscard]] std::optional<QRegion> shape() const override;
     void paintEvent(QPaintEvent* event) override;
 
@@ -42,7 +49,8 @@ private:
     bool isFullscreen = false;
 };
 
-/// The outline and the two handles that move and resize it. Made hidden. Threads: main.
+/// The outline and the two handles that move and resize it. Made hidden. When the screens change so that the range is
+/// not wholly on one any more, or no longer the whole one, it is placed anew; but never while recording. Threads: main.
 class RegionOverlayController {
 public:
     RegionOverlayController();
@@ -74,7 +82,9 @@ private:
     void dragMove(double dx, double dy);
     void dragResize(double dx, double dy);
     void placeHandles();
+    void followScreens();
 
+    std::optional<RangeMode> appliedMode;
     std::optional<double> aspect;
     bool isRecording = false;
     Rect dragStartFrame;

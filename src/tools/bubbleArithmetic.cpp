@@ -40,7 +40,7 @@ BubbleDrag bubbleDragAt(Point point, Size view) {
 
 Rect resizedBubble(const Rect& start, double dx) {
     const double diameter = within(start.width + dx);
-    return {start.minX(), start.maxY() - diameter, diameter, diameter};
+    return {start.minX(), start.minY() + (start.height - diameter), diameter, diameter};
 }
 
 } // namespace quillet

@@ -41,7 +41,8 @@ Rect resizedRegion(const Rect& start, double dx, double dy, std::optional<double
         }
     }
     const double x = start.minX();
-    double y = start.maxY() - height;
+    // Not from the upper edge, so that an unchanged height gives the very same place.
+    double y = start.minY() + (start.height - height);
     if (x + width > screenFrame.maxX()) width = screenFrame.maxX() - x;
     if (y < screenFrame.minY()) {
         height -= screenFrame.minY() - y;

@@ -12,7 +12,7 @@ CHECK = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "check-include
 
 # Headers that the made-up sources include; they include nothing themselves.
 HEADERS = [
-    "geometry/Rect.h", "media/PixelBuffer.h", "beautify/Library.h", "pipeline/ScreenSource.h", "pipeline/ExportQuality.h",
+    "geometry/Rect.h", "media/PixelBuffer.h", "beautify/Library.h", "pipeline/ScreenSource.h", "pipeline/ExportQuality.h", "pipeline/CameraCircle.h",
     "selftest/SelfTest.h", "platform/Screens.h", "platform/x11/Connection.h", "platform/pipewire/Core.h", "ui/Panel.h",
     "tools/Bubble.h", "app/AppModel.h",
 ]
@@ -52,6 +52,7 @@ CASES = [
     ("platformsOtherSourcesKnowNoApi", "platform/Desktop.cpp", '"platform/x11/Connection.h"', False),
     ("platformsHeadersKnowNoApi", "platform/Screens2.h", '"platform/x11/Connection.h"', False),
     ("uiKnowsWidgets", "ui/a.cpp", "<QWidget>", True),
+    ("toolsKnowTheCamerasCircle", "tools/a.cpp", '"pipeline/CameraCircle.h"', True),
     ("uiKnowsThePipelinesValues", "ui/a.cpp", '"pipeline/ExportQuality.h"', True),
     ("uiKnowsNoWorkingPipeline", "ui/a.cpp", '"pipeline/ScreenSource.h"', False),
     ("uiKnowsNoApp", "ui/a.cpp", '"app/AppModel.h"', False),

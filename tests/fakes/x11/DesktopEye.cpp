@@ -1,5 +1,6 @@
 #include "tests/fakes/x11/DesktopEye.h"
 
+#include <xcb/shape.h>
 #include <xcb/xtest.h>
 
 #include <algorithm>
@@ -120,11 +121,12 @@ xcb_window_t DesktopEye::keyboardHolder() const {
 }
 
 PixelRect DesktopEye::placeOf(xcb_window_t window) const {
-    const auto geometry = owned(xcb_get_geometry_reply(xcb(), xcb_get_geometry(xcb(), window), nullptr));
+    const auto shape = owned(xcb_shape_query_extents_reply(xcb(), xcb_shape_query_extents(xcb(), window), nullptr));
     const auto corner =
         owned(xcb_translate_coordinates_reply(xcb(), xcb_translate_coordinates(xcb(), window, root(), 0, 0), nullptr));
-    if (!geometry || !corner) return {};
-    return {corner->dst_x, corner->dst_y, geometry->width, geometry->height};
+    if (!shape || !corner) return {};
+    return {corner->dst_x + shape->bounding_shape_extents_x, corner->dst_y + shape->bounding_shape_extents_y,
+            shape->bounding_shape_extents_width, shape->bounding_shape_extents_height};
 }
 
 bool DesktopEye::isViewable(xcb_window_t window) const {

@@ -44,7 +44,7 @@ public:
     /// How often the mouse was pressed in a window that this eye has opened.
     [[nodiscard]] int pressesIn(xcb_window_t window);
     [[nodiscard]] xcb_window_t keyboardHolder() const;
-    /// Where a window is on the screen; an empty rectangle when it does not exist.
+    /// Where a window is on the screen, as far as its shape goes; an empty rectangle when it does not exist.
     [[nodiscard]] PixelRect placeOf(xcb_window_t window) const;
     [[nodiscard]] bool isViewable(xcb_window_t window) const;
     void sync() const; ///< one round trip

@@ -7,6 +7,7 @@
 #include <QPainter>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 
@@ -91,9 +92,10 @@ TEST(AnyDesktop, aFloatingWindowIsTransparentWhereNothingIsDrawn) {
         return true;
     }));
     // No shadow around it either.
-    const auto around = desktop.eye.look(place.grownBy(20));
-    for (int x = 0; x < around.width; ++x)
-        EXPECT_EQ(around.at(x, 10), floorColour) << x;
+    EXPECT_TRUE(soon([&] {
+        const auto above = desktop.eye.look({place.x - 20, place.y - 10, place.width + 40, 1});
+        return std::ranges::all_of(above.pixels, [](std::uint32_t pixel) { return pixel == floorColour; });
+    }));
 }
 
 // A compositing manager comes and goes while the window is shown.
@@ -146,6 +148,27 @@ TEST(AnyDesktop, aFloatingWindowStaysInFrontOfAFullScreenWindowThatComesLater) {
     xcb_configure_window(desktop.eye.xcb(), film, XCB_CONFIG_WINDOW_STACK_MODE, &above);
     desktop.eye.sync();
     EXPECT_TRUE(isShown(desktop.eye, place));
+}
+
+TEST(AnyDesktop, aFloatingWindowIsOnEveryWorkspace) {
+    Desktop desktop;
+    Framed window({.accessibleName = "frame"});
+    window.setFrame({100, 200, 80, 80});
+    window.orderFront();
+    const PixelRect place = desktopPixels(window.frame(), window.screens());
+    ASSERT_TRUE(isShown(desktop.eye, place));
+    const xcb_window_t other = desktop.eye.openWindow({500, 300, 50, 50}, 0x00ff00);
+    ASSERT_TRUE(soon([&] { return desktop.eye.isViewable(other); }));
+    ASSERT_EQ(std::system("xdotool set_desktop 1"), 0);
+    // An ordinary window stays behind.
+    EXPECT_TRUE(soon([&] { return !desktop.eye.isViewable(other); }));
+    EXPECT_TRUE(desktop.eye.isViewable(window.windowNumber()));
+    EXPECT_TRUE(isShown(desktop.eye, place));
+    EXPECT_EQ(std::system("xdotool set_desktop 0"), 0);
+    // The window manager tells the workspace's name in the middle of the screen for a while.
+    desktop.eye.close(other);
+    const PixelRect root = desktop.eye.placeOf(desktop.eye.root());
+    EXPECT_TRUE(soon([&] { return desktop.eye.at(root.width / 2, root.height / 2) == floorColour; }));
 }
 
 // Without a window manager the test decides itself which window looks as if one cared for it.

@@ -5,6 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
 namespace quillet {
 namespace {
 
@@ -63,7 +67,8 @@ TEST(AnyDesktop, theOutlineIsDrawnExactlyAroundTheRange) {
     show(region, RangeMode::ratio16x9, mainScreen(region));
     const PixelRect place = placeOf(region.window);
     EXPECT_TRUE(soon([&] { return thickness(desktop.eye, place, seen(region, blue, 0.9)) == scaled(region, 3); }));
-    EXPECT_EQ(desktop.eye.at(place.x + place.width / 2, place.y + place.height / 2), floorColour);
+    EXPECT_TRUE(
+        soon([&] { return desktop.eye.at(place.x + place.width / 2, place.y + place.height / 2) == floorColour; }));
 
     region.setRecording(true);
     EXPECT_TRUE(soon([&] { return thickness(desktop.eye, place, seen(region, red, 0.95)) == scaled(region, 2); }));
@@ -87,13 +92,19 @@ TEST(AnyDesktop, theLabelStandsBesideTheMoveHandle) {
     const int y = place.y + scaled(region, 6 + 10);
     const std::uint32_t pill = seen(region, blue, 0.85);
     EXPECT_TRUE(soon([&] { return isNear(desktop.eye.at(place.x + scaled(region, 42) + 1, y), pill); }));
-    EXPECT_TRUE(isNear(desktop.eye.at(place.x + scaled(region, 60), place.y + scaled(region, 6) + 1), pill));
-    EXPECT_EQ(desktop.eye.at(place.x + scaled(region, 42) - 2, y), floorColour);
-    EXPECT_EQ(desktop.eye.at(place.x + scaled(region, 60), place.y + scaled(region, 6) - 2), floorColour);
+    const auto shows = [&](int atX, int atY, std::uint32_t colour) {
+        return soon([&] { return isNear(desktop.eye.at(atX, atY), colour); });
+    };
+    EXPECT_TRUE(shows(place.x + scaled(region, 60), place.y + scaled(region, 6) + 1, pill));
+    EXPECT_TRUE(shows(place.x + scaled(region, 42) - 2, y, floorColour));
+    EXPECT_TRUE(shows(place.x + scaled(region, 60), place.y + scaled(region, 6) - 2, floorColour));
     // White digits.
-    const auto text = desktop.eye.look(
-        {place.x + scaled(region, 46), place.y + scaled(region, 8), scaled(region, 60), scaled(region, 18)});
-    EXPECT_GT(std::ranges::count_if(text.pixels, [](std::uint32_t pixel) { return isNear(pixel, 0xffffff, 40); }), 40);
+    EXPECT_TRUE(soon([&] {
+        const auto text = desktop.eye.look(
+            {place.x + scaled(region, 46), place.y + scaled(region, 8), scaled(region, 60), scaled(region, 18)});
+        const auto isWhite = [](std::uint32_t pixel) { return isNear(pixel, 0xffffff, 40); };
+        return std::ranges::count_if(text.pixels, isWhite) > 40;
+    }));
 }
 
 TEST(AnyDesktop, theWholeScreenHasAnOutlineWithoutLabelAndNoneWhileRecording) {
@@ -159,7 +170,11 @@ std::vector<Rect> drag(Desktop& desktop, const FloatingWindow& handle, RegionOve
     const int y = grip.y + grip.height / 2;
     const Rect before = region.frame();
     const double unit = region.window.scale();
-    EXPECT_TRUE(soon([&] { return isNear(desktop.eye.at(grip.x + 6, y), seen(region, blue, 0.95), 30); }));
+    // What is seen alone proves nothing: compositing managers are behind at times.
+    EXPECT_TRUE(soon([&] {
+        return desktop.eye.isViewable(handle.windowNumber()) &&
+               isNear(desktop.eye.at(grip.x + 6, y), seen(region, blue, 0.95), 30);
+    }));
     desktop.eye.movePointer(x, y);
     desktop.eye.press();
     std::vector<Rect> ranges;
@@ -194,8 +209,12 @@ TEST(AnyDesktop, theHandlesMoveAndResizeByExactlyTheMousesWay) {
     (void)drag(desktop, region.resizeHandle, region, {{-50, -26}});
     const PixelRect place = placeOf(region.window);
     EXPECT_TRUE(soon([&] { return thickness(desktop.eye, place, seen(region, blue, 0.9)) == scaled(region, 3); }));
-    EXPECT_TRUE(
-        soon([&] { return desktop.eye.placeOf(region.moveHandle.windowNumber()) == placeOf(region.moveHandle); }));
+    // Where it is cut, the cut is not far from its edge.
+    EXPECT_TRUE(soon([&] {
+        const PixelRect seen = desktop.eye.placeOf(region.moveHandle.windowNumber());
+        const PixelRect wanted = placeOf(region.moveHandle);
+        return wanted.contains(seen) && seen.grownBy(scaled(region, 1)).contains(wanted);
+    }));
     EXPECT_EQ(region.moveHandle.frame(), moveHandleFrame(region.frame()));
 }
 
@@ -215,6 +234,20 @@ TEST(TwoMonitors, theRangeStaysOnItsScreen) {
     EXPECT_TRUE(soon([&] { return region.frame().x == second.frame.x; }));
     EXPECT_TRUE(soon([&] { return region.frame().maxY() == second.frame.maxY(); }));
     desktop.eye.release();
+}
+
+// The second monitor is unplugged.
+TEST(Unplugged, theRangeComesToTheScreenThatIsLeft) {
+    RegionOverlayController region;
+    ASSERT_EQ(region.window.screens().list.screens.size(), 2U);
+    show(region, RangeMode::ratio16x9, region.window.screens().list.screens[1]);
+    const Rect before = region.frame();
+    ASSERT_EQ(std::system("xrandr --delmonitor monitor1"), 0);
+    ASSERT_TRUE(soon([&] { return region.window.screens().list.screens.size() == 1; }));
+    const Screen left = mainScreen(region);
+    EXPECT_TRUE(soon([&] { return region.frame() == placedRegion(RangeMode::ratio16x9, before.size(), left); }));
+    EXPECT_EQ(region.moveHandle.frame(), moveHandleFrame(region.frame()));
+    EXPECT_TRUE(region.moveHandle.isVisible());
 }
 
 } // namespace
