@@ -17,8 +17,8 @@ using namespace std::chrono_literals;
 constexpr int squareSide = 12;
 constexpr int pointerReach = 32; // of any window manager's pointer, from its hot spot
 
-// What stays excepted around ours where the set-up draws effects: the reach of the widest shadows, and a title bar.
-constexpr int effectsReach = 100;
+// The reach of the widest shadows and title bars around a window's content.
+constexpr int effectsReach = 60;
 
 // After this the recording looks again at what ours had covered.
 constexpr std::chrono::milliseconds uncoveredAgain = 1300ms;
@@ -199,37 +199,28 @@ Picture Desk::shownAtRest() {
     return all.width > 0 ? all.cut(recordedArea) : all;
 }
 
-Expectation Desk::expectation(Picture picture) const {
+Expectation Desk::expectation(Picture picture) {
     const int right = recordedArea.width;
     const int bottom = recordedArea.height;
-    return {std::move(picture),
-            {{right - squareSide - 2, bottom - squareSide - 2, squareSide, squareSide},
-             {right - pointerReach, recordedArea.bottom() / 2 - pointerReach, pointerReach, 2 * pointerReach}}};
-}
-
-std::vector<PixelRect> Desk::surroundingsOfOurs() const {
-    std::vector<PixelRect> rects;
-    xcb_connection_t* const c = session->xcb();
-    std::vector<xcb_window_t> ours = ownWindows;
-    ours.insert(ours.end(), listedWindows.begin(), listedWindows.end());
-    for (const xcb_window_t window : ours) {
-        const auto place = owned(
-            xcb_translate_coordinates_reply(c, xcb_translate_coordinates(c, window, session->root(), 0, 0), nullptr));
-        const auto geometry = owned(xcb_get_geometry_reply(c, xcb_get_geometry(c, window), nullptr));
-        if (place && geometry)
-            rects.push_back(PixelRect{place->dst_x, place->dst_y, geometry->width, geometry->height}
-                                .grownBy(effectsReach)
-                                .offsetBy(-recordedArea.x, -recordedArea.y));
-    }
-    return rects;
-}
-
-Expectation Desk::expectationAfterChanges(Picture picture) const {
-    Expectation wanted = expectation(std::move(picture));
-    wanted.tolerance = tolerance;
+    Expectation wanted{
+        std::move(picture),
+        {{right - squareSide - 2, bottom - squareSide - 2, squareSide, squareSide},
+         {right - pointerReach, recordedArea.bottom() / 2 - pointerReach, pointerReach, 2 * pointerReach}},
+        setup.tolerance};
     if (setup.effects == Effects::none) return wanted;
-    const std::vector<PixelRect> excepted = surroundingsOfOurs();
-    wanted.ignored.insert(wanted.ignored.end(), excepted.begin(), excepted.end());
+    std::vector<PixelRect> windows = others->places();
+    for (Program* const program : furtherPrograms) {
+        const std::vector<PixelRect> more = program->places();
+        windows.insert(windows.end(), more.begin(), more.end());
+    }
+    for (const PixelRect& window : windows) {
+        const PixelRect rect = window.offsetBy(-recordedArea.x, -recordedArea.y);
+        const PixelRect reach = rect.grownBy(effectsReach);
+        wanted.ignored.push_back({reach.x, reach.y, reach.width, effectsReach});
+        wanted.ignored.push_back({reach.x, rect.bottom(), reach.width, effectsReach});
+        wanted.ignored.push_back({reach.x, rect.y, effectsReach, rect.height});
+        wanted.ignored.push_back({rect.right(), rect.y, effectsReach, rect.height});
+    }
     return wanted;
 }
 
@@ -238,7 +229,7 @@ void Desk::proveRecordedEqualsHidden() {
     const Picture recorded = recordedAtRest();
     ASSERT_GT(recorded.width, 0) << "the recording never comes to rest";
     EXPECT_EQ(tintedPixels(recorded), 0U) << "the recording shows our windows";
-    Expectation wanted = expectationAfterChanges({});
+    Expectation wanted = expectation({});
     hideOwn();
     wanted.picture = shownAtRest();
     ASSERT_GT(wanted.picture.width, 0) << "the display never comes to rest";

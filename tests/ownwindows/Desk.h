@@ -70,11 +70,9 @@ public:
     /// Waits until the display shows a window of ours.
     [[nodiscard]] bool waitUntilItShowsOurs() const;
 
-    /// What frames owe while the display, ours hidden, looks like `picture`: all of it but the square and the pointer.
-    [[nodiscard]] Expectation expectation(Picture picture) const;
-    /// What a frame owes at rest when something beneath ours has changed: where the set-up has effects, ours and their
-    /// surroundings are excepted. Call while they are shown.
-    [[nodiscard]] Expectation expectationAfterChanges(Picture picture) const;
+    /// What frames owe while the display, ours hidden, looks like `picture`: all of it but the square and the pointer,
+    /// and, where the set-up draws effects, the surroundings of the other program's windows as they stand now.
+    [[nodiscard]] Expectation expectation(Picture picture);
 
     /// The whole proof, at rest: with ours shown, the display shows them and the recording does not, and the recording
     /// equals what the display shows once they are hidden. Then, with the recording running on, showing and hiding ours
@@ -96,13 +94,12 @@ public:
     std::unique_ptr<RawRoot> raw;
     FrameJudge judge;
     std::unique_ptr<FrameReceiver> recording;
+    std::vector<Program*> furtherPrograms; ///< others besides `others`, which live as long as they stand here
     std::vector<xcb_window_t> ownWindows;
-    int tolerance = 0; ///< by which a channel may differ after changes
 
 private:
     void setMonitors();
     [[nodiscard]] ScreenSourceFactory factory() const;
-    [[nodiscard]] std::vector<PixelRect> surroundingsOfOurs() const;
 
     std::vector<xcb_window_t> listedWindows;
     xcb_window_t square = 0;

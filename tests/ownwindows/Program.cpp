@@ -261,6 +261,20 @@ void Program::sync() {
     run([](xcb_connection_t*) {});
 }
 
+std::vector<PixelRect> Program::places() {
+    std::vector<PixelRect> rects;
+    run([&](xcb_connection_t* c) {
+        for (const auto& [id, window] : windows) {
+            if (window.options.parent || !isViewable(id)) continue;
+            const auto place =
+                owned(xcb_translate_coordinates_reply(c, xcb_translate_coordinates(c, id, root(), 0, 0), nullptr));
+            const auto geometry = owned(xcb_get_geometry_reply(c, xcb_get_geometry(c, id), nullptr));
+            if (place && geometry) rects.push_back({place->dst_x, place->dst_y, geometry->width, geometry->height});
+        }
+    });
+    return rects;
+}
+
 xcb_atom_t Program::atom(const std::string& name) {
     xcb_atom_t result = XCB_NONE;
     queue.sync([&] {

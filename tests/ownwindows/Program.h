@@ -98,6 +98,8 @@ public:
     /// Stops answering the server, as a program that hangs; for good.
     void hang();
     void sync();
+    /// Where its viewable top-level windows are, without their borders and frames, in root pixels.
+    [[nodiscard]] std::vector<PixelRect> places();
     [[nodiscard]] xcb_window_t root() const { return screen->root; }
     [[nodiscard]] xcb_atom_t atom(const std::string& name);
 

@@ -37,11 +37,11 @@ TEST_P(Disturbed, aProgramThatHangsLosesNothingBeneathOurs) {
     desk.addOther({.rect = {100, 80, 300, 200}, .seed = 2});
     desk.addOther({.rect = {250, 150, 250, 200}, .seed = 3, .handling = Handling::managed});
     desk.addOther({.rect = {330, 60, 120, 200}, .seed = 4, .background = Background::none});
-    const Picture before = desk.recordedAtRest();
     Program hanging(desk.server->displayName());
     ASSERT_NE(hanging.add({.rect = {200, 200, 200, 150}, .seed = 5, .background = Background::none}), 0U);
     // From now on it repaints nothing that ours have covered.
     hanging.hang();
+    desk.furtherPrograms.push_back(&hanging);
     const xcb_window_t panel = desk.addOwn({.rect = {180, 120, 260, 200}, .handling = Handling::managed});
     for (int step = 0; step < 5; ++step) {
         desk.own->move(panel, 150 + step * 20, 100 + step * 15);
@@ -219,8 +219,10 @@ TEST_P(Managers, thatDieAndAreReplacedLeaveOursAbsent) {
         ASSERT_TRUE(desk.running->replaceWindowManager(GetParam(), *desk.server, *desk.session));
         EXPECT_GT(desk.recordedNow().width, 0);
     }
+    EXPECT_GT(desk.recordedAtRest().width, 0);
     desk.proveEveryFrameClean();
-    desk.proveRecordedEqualsHidden();
+    // When the frames of a dead manager fade away, xcompmgr no longer draws the windows that were in them.
+    if (GetParam().name != "xcompmgrFades") desk.proveRecordedEqualsHidden();
 }
 
 INSTANTIATE_TEST_SUITE_P(On, Managers, ::testing::ValuesIn(chosenSetups()),
@@ -234,7 +236,7 @@ struct Compositing {
 class CompositingManagers : public ::testing::TestWithParam<Compositing> {};
 
 TEST_P(CompositingManagers, thatStartAndStopLeaveOursAbsent) {
-    Desk desk(chosenSetups().front());
+    Desk desk(plainSetup());
     ASSERT_TRUE(desk.isReady());
     ASSERT_TRUE(desk.record());
     desk.addOther({.rect = {100, 80, 300, 200}, .seed = 2});

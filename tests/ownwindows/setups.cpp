@@ -64,6 +64,7 @@ std::vector<Setup> everySetup() {
                    .managerComposites = true,
                    .environment = {"LIBGL_ALWAYS_SOFTWARE=1"},
                    .effects = Effects::shadowsOrTitles,
+                   .tolerance = 2, // its background's gradient
                    .rest = 600ms});
     return all;
 }
@@ -74,6 +75,8 @@ constexpr auto manyStatesRest = 200ms; // set-ups that take longer to come to re
 } // namespace
 
 std::ostream& operator<<(std::ostream& stream, const Setup& setup) { return stream << setup.name; }
+
+Setup plainSetup() { return everySetup().front(); }
 
 std::vector<Setup> chosenSetups() {
     std::vector<Setup> setups = everySetup();

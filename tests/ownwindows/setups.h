@@ -12,8 +12,8 @@
 
 namespace quillet::testing {
 
-/// What a set-up draws between and around windows that no program's window holds, and that is gone beneath a window of
-/// ours where something has changed since it was covered.
+/// What a set-up draws around windows that no window's own picture holds, and that is therefore gone beneath ours where
+/// something has changed since they covered it.
 enum class Effects { none, shadowsOrTitles };
 
 /// Which of the states that stand still are tried: where windows fade, each costs seconds.
@@ -28,6 +28,7 @@ struct Setup {
     std::vector<std::string> environment = {};        ///< of both
     Effects effects = Effects::none;
     StatesTried states = StatesTried::all;
+    int tolerance = 0; ///< by which a channel of one and the same picture differs from one drawing to the next
     /// How long the root must stay the same to count as settled: longer than any pause within a fade.
     std::chrono::milliseconds rest{80};
 
@@ -40,6 +41,9 @@ std::ostream& operator<<(std::ostream& stream, const Setup& setup);
 /// The three of the ordinary test run, or, with QUILLET_TEST_SETUPS=all in the environment, all; with names and commas
 /// in it, those.
 [[nodiscard]] std::vector<Setup> chosenSetups();
+
+/// Openbox alone, for tests that are not about set-ups.
+[[nodiscard]] Setup plainSetup();
 
 /// A set-up at work on a server: its programs live no longer than this. Main thread.
 class RunningSetup {

@@ -252,7 +252,8 @@ TEST_F(Program, isAbsentFromItsOwnRecording) {
     std::size_t steps = 0;
     for (const test::MoviePicture& picture : movie.pictures) {
         const std::uint32_t number = counter->number(picture);
-        EXPECT_TRUE(counter->digitsShow(picture, number)) << "the digits do not say " << number;
+        EXPECT_TRUE(counter->digitsShow(picture, number))
+            << "the digits do not say " << number << " in picture " << &picture - movie.pictures.data();
         steps += number != last ? 1 : 0;
         last = number;
         int red = 0;
@@ -262,7 +263,8 @@ TEST_F(Program, isAbsentFromItsOwnRecording) {
                 // The digits have a darker red.
                 red += colour[0] > 225 && colour[1] < 130 && colour[2] < 130 ? 1 : 0;
             }
-        EXPECT_EQ(red, 0) << "the film shows the button";
+        // The encoder may turn a pixel on a digit's edge redder than it was; the button would be hundreds.
+        EXPECT_LT(red, 20) << "the film shows the button";
     }
     EXPECT_GT(steps, movie.pictures.size() / 3) << "what lies beneath the button stands still";
 }
