@@ -22,6 +22,8 @@ FloatingWindow::FloatingWindow(const Options& wishes) : options(wishes), layer(F
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_QuitOnClose, false);
     setAccessibleName(options.accessibleName);
+    setWindowTitle(
+        options.accessibleName); // else the toolkit gives it the program's name, which is the control window's alone
     // Without a geometry of its own the toolkit would choose one when the window is shown.
     setGeometry(0, 0, 1, 1);
     winId();

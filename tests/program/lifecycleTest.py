@@ -79,6 +79,8 @@ class Beginning(Case):
 class SecondCopy(Case):
     def test_bringsUpTheFirstOnesWindow(self):
         _, window = self.start()
+        # Its own wish to be in front must have been fulfilled, or it comes after the next line.
+        self.until(lambda: run("xdotool", "getactivewindow")[1].strip() == window, "it did not get the keyboard")
         run("xdotool", "windowminimize", "--sync", window)
         self.until(lambda: not windows(), "it was not minimised")
         second = Program()

@@ -31,7 +31,9 @@ def run(*command, seconds=20):
 
 def windows(title=WINDOW):
     """The visible windows of that title, as numbers."""
-    return run("xdotool", "search", "--onlyvisible", "--name", title)[1].split()
+    # Its complaints about windows that go just then are mixed in.
+    words = run("xdotool", "search", "--onlyvisible", "--name", title)[1].splitlines()
+    return [word for word in words if word.isdigit()]
 
 
 def geometry(window):
