@@ -1,4 +1,5 @@
 #include "tests/app/AppStage.h"
+#include "tests/fakes/x11/eventually.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,10 +7,10 @@
 namespace quillet {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsSubsetOf;
-using testing::MatchesRegex;
-using testing::StartsWith;
+using ::testing::ElementsAre;
+using ::testing::IsSubsetOf;
+using ::testing::MatchesRegex;
+using ::testing::StartsWith;
 
 class RecordingControlTest : public fakes::AppStage {
 protected:
@@ -249,6 +250,8 @@ TEST_F(RecordingControlTest, theNextRecordingMayBeginWhileTheLastIsCompleted) {
     model->setMicEnabled(false);
     ASSERT_NO_FATAL_FAILURE(record());
     model->toggleRecording();
+    // The stand-in for the screen holds one source at a time.
+    ASSERT_TRUE(::quillet::testing::eventually([&] { return !stage.isRunning(); }));
     model->toggleRecording(); // the first one's completion still waits in the main queue
     EXPECT_EQ(statusText(), "启动中…");
     ASSERT_TRUE(mainQueue.runUntil([&] { return model->state().isRecording && revealed.size() == 1; }));
