@@ -29,6 +29,8 @@ namespace {
 constexpr std::size_t pictureCapacity = 3;
 // Sound waiting for it: far more than any stall that a recording survives.
 constexpr std::int64_t soundCapacitySamples = 10 * AacEncoder::sampleRate;
+// With more of it waiting, pictures have to: on a machine that is too slow a lost picture is less than lost sound.
+constexpr std::int64_t soundRushSamples = 2 * AacEncoder::sampleRate;
 
 /// One picture to be encoded: a new frame, or without one the last picture again.
 struct QueuedPicture {
@@ -246,7 +248,7 @@ void RecordingWriter::Implementation::run() {
                 return pictureCount > 0 || !sounds.empty() || engine->isSoundPending() || hasAdvanced ||
                        ending != Ending::none;
             });
-            hasPicture = pictureCount > 0;
+            hasPicture = pictureCount > 0 && soundSamples < soundRushSamples;
             if (hasPicture) {
                 std::swap(picture, pictures.at(firstPicture));
                 firstPicture = (firstPicture + 1) % pictureCapacity;
