@@ -21,11 +21,6 @@ Rect defaultBubbleFrame(double diameter, const Screen& screen) {
     return {visible.maxX() - diameter - distanceFromEdges, visible.minY() + distanceFromEdges, diameter, diameter};
 }
 
-Rect bubbleSquare(Size view) {
-    const double side = std::min(view.width, view.height);
-    return {(view.width - side) / 2, (view.height - side) / 2, side, side};
-}
-
 Point bubbleGripCentre(Size view) {
     const double reach = (std::min(view.width, view.height) / 2 - bubbleRingWidth / 2) * cosineOf45Degrees;
     return {view.width / 2 + reach, view.height / 2 - reach};

@@ -22,8 +22,6 @@ enum class BubbleDrag { none, move, resize };
 /// The lower right corner of the visible part of the screen, 40 points from its edges.
 [[nodiscard]] Rect defaultBubbleFrame(double diameter, const Screen& screen);
 
-/// The circle's square in a view of this size.
-[[nodiscard]] Rect bubbleSquare(Size view);
 /// The middle of the grip in a view of this size: on the ring, at 45 degrees to the lower right.
 [[nodiscard]] Point bubbleGripCentre(Size view);
 /// What a press at `point` of a view of this size begins.

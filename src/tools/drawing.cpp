@@ -16,10 +16,13 @@ QColor systemBlue(double alpha) { return QColor::fromRgbF(0, 122.0F / 255, 1, st
 QColor systemRed(double alpha) { return QColor::fromRgbF(1, 59.0F / 255, 48.0F / 255, static_cast<float>(alpha)); }
 
 QRegion solidPixels(const QPainterPath& path, QSize size) {
-    QImage coverage(size, QImage::Format_Alpha8);
+    const QRect bounds = path.boundingRect().toAlignedRect().intersected(QRect(QPoint(), size));
+    if (bounds.isEmpty()) return {};
+    QImage coverage(bounds.size(), QImage::Format_Alpha8);
     coverage.fill(0);
     {
         QPainter painter(&coverage);
+        painter.translate(-bounds.topLeft());
         painter.setRenderHint(QPainter::Antialiasing);
         painter.fillPath(path, Qt::black);
     }
@@ -34,7 +37,7 @@ QRegion solidPixels(const QPainterPath& path, QSize size) {
             const int begin = x;
             while (x < coverage.width() && row[x] >= 128)
                 ++x;
-            runs.emplace_back(begin, y, x - begin, 1);
+            runs.emplace_back(bounds.x() + begin, bounds.y() + y, x - begin, 1);
         }
     }
     QRegion region;

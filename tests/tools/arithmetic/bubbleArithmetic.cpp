@@ -32,11 +32,6 @@ TEST(Bubble, standsInTheLowerRightOfWhatIsVisible) {
     EXPECT_EQ(defaultBubbleFrame(200, screen), (Rect{1100, 100, 200, 200}));
 }
 
-TEST(Bubble, isTheSquareInTheMiddleOfItsView) {
-    EXPECT_EQ(bubbleSquare({300, 200}), (Rect{50, 0, 200, 200}));
-    EXPECT_EQ(bubbleSquare({200, 301}), (Rect{0, 50.5, 200, 200}));
-}
-
 TEST(Bubble, hasItsGripOnTheRing) {
     const Point grip = bubbleGripCentre({200, 200});
     EXPECT_NEAR(grip.x, 100 + 98.5 * std::sqrt(0.5), 1e-6);
