@@ -56,6 +56,7 @@ std::vector<std::string> textsOn(Panel& panel) {
     for (const QComboBox* picker : panel.view.findChildren<QComboBox*>())
         add(*picker, picker->currentText());
     std::vector<std::string> inOrder;
+    inOrder.reserve(texts.size());
     for (const auto& [place, text] : texts)
         inOrder.push_back(text);
     return inOrder;
@@ -86,6 +87,7 @@ TEST(ControlView, offersTheQualitiesInTheirOrder) {
     Panel panel;
     const auto& picker = panel.named<QComboBox>("导出质量");
     std::vector<std::string> offered;
+    offered.reserve(4);
     for (int i = 0; i < picker.count(); ++i)
         offered.push_back(picker.itemText(i).toStdString());
     EXPECT_THAT(offered, ElementsAre("低", "中", "高", "最高"));
@@ -309,6 +311,7 @@ TEST_P(Widths, haveAsManyColumnsAsFitAndTheirEqualShare) {
         }
     };
     std::vector<std::string> ranges;
+    ranges.reserve(allRangeModes.size());
     for (const RangeMode mode : allRangeModes)
         ranges.emplace_back(rawValue(mode));
     check(ranges, GetParam().ranges, 8, panel.named<QPushButton>("16:9 横").height());
