@@ -39,19 +39,19 @@ struct Axis {
     double middle, longest;
 };
 
-/// The mean middle of the longer spans: near the circle's ends a span's place is uncertain.
+/// The median of the longer spans' middles: near the circle's ends a span's place is uncertain, and a pointer beside
+/// the circle makes some of them longer.
 std::optional<Axis> axisOf(const std::vector<Span>& spans) {
-    double longest = 0;
+    std::vector<double> lengths;
     for (const Span& each : spans)
-        longest = std::max(longest, each.end - each.begin);
-    double sum = 0;
-    int count = 0;
-    for (const Span& each : spans) {
-        if (each.end - each.begin < longest * 0.7) continue;
-        sum += (each.begin + each.end) / 2;
-        ++count;
-    }
-    return count == 0 ? std::nullopt : std::optional(Axis{sum / count, longest});
+        lengths.push_back(each.end - each.begin);
+    if (lengths.empty()) return std::nullopt;
+    const double longest = *std::max_element(lengths.begin(), lengths.end());
+    std::vector<double> middles;
+    for (const Span& each : spans)
+        if (each.end - each.begin >= longest * 0.7) middles.push_back((each.begin + each.end) / 2);
+    std::nth_element(middles.begin(), middles.begin() + static_cast<std::ptrdiff_t>(middles.size() / 2), middles.end());
+    return Axis{middles[middles.size() / 2], longest};
 }
 
 } // namespace

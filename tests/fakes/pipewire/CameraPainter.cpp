@@ -110,7 +110,9 @@ std::size_t CameraPainter::paint(std::uint64_t number, std::span<std::byte> memo
     std::byte* const second = first + stride * rows;
     std::byte* const third = second + (stride + 1) / 2 * halfRows;
     std::size_t used = stride * rows;
-    for (const auto& [rect, colour] : patchesOf(options, number)) {
+    for (const auto& patch : patchesOf(options, number)) {
+        const PixelRect& rect = patch.rect;
+        const std::uint32_t colour = patch.colour;
         const Samples yuv = samplesOf(colour, format.standard, format.range);
         const auto red = static_cast<std::byte>(colour >> 16 & 255);
         const auto green = static_cast<std::byte>(colour >> 8 & 255);
