@@ -39,7 +39,7 @@ void SoundReceiver::receive(const AudioSampleBuffer& buffer) {
     const double start = buffer.presentationTime.seconds();
     const double end = start + static_cast<double>(buffer.frames) / buffer.format.sampleRate;
     const std::lock_guard guard(mutex);
-    worstLatency = std::max(worstLatency, mediaTimeNow().seconds() - end);
+    latency = mediaTimeNow().seconds() - end;
     if (start < latestEnd - 1 / buffer.format.sampleRate) ++overlapCount;
     latestEnd = end;
     sound.add(buffer);
@@ -63,9 +63,8 @@ void SoundReceiver::forget() {
     });
 }
 
-double SoundReceiver::worstLatencySeconds() const {
-    const std::lock_guard guard(mutex);
-    return worstLatency;
+bool SoundReceiver::becomesPrompt() {
+    return waitFor([this](const fakes::HeardSound&) { return std::abs(latency) < 0.1; });
 }
 
 int SoundReceiver::overlaps() const {

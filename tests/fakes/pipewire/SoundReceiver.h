@@ -31,8 +31,9 @@ public:
     [[nodiscard]] fakes::HeardSound heard() const;
     /// Forgets what has been heard up to now; returns when the source has delivered nothing older.
     void forget();
-    /// The longest time from a buffer's end to its delivery.
-    [[nodiscard]] double worstLatencySeconds() const;
+    /// Waits until a buffer is delivered less than 0.1 s after its end (each one would be, on a machine that does
+    /// nothing else); false after 20 seconds, which means failure.
+    [[nodiscard]] bool becomesPrompt();
     /// Buffers whose time lies before the end of the one before by more than a frame.
     [[nodiscard]] int overlaps() const;
 
@@ -47,7 +48,7 @@ private:
     std::condition_variable arrived;
     fakes::HeardSound sound;
     double latestEnd = 0;
-    double worstLatency = 0;
+    double latency = 1e9; // of the newest buffer, in seconds
     int overlapCount = 0;
 };
 

@@ -70,8 +70,7 @@ TEST_F(Microphone, isHeardWithItsTimes) {
     ASSERT_TRUE(speaking);
     ASSERT_TRUE(listen());
     ASSERT_TRUE(hears(1000));
-    EXPECT_LT(receiver.worstLatencySeconds(), 0.15);
-    EXPECT_GT(receiver.worstLatencySeconds(), -0.1);
+    EXPECT_TRUE(receiver.becomesPrompt());
     EXPECT_EQ(receiver.overlaps(), 0);
 }
 

@@ -48,8 +48,8 @@ protected:
     void TearDown() override {
         const double before = mediaTimeNow().seconds();
         receiver.drain();
-        const double after = mediaTimeNow().seconds();
         receiver.stop();
+        const double after = mediaTimeNow().seconds(); // a turn of the source's own may come in between
         const HeardSound heard = receiver.heard();
         EXPECT_TRUE(heard.isContiguous);
         const double end = heard.startSeconds() + static_cast<double>(heard.frames()) / 48000;
@@ -74,7 +74,7 @@ TEST_F(SystemAudio, hearsWhatTheSpeakersPlayEachSideByItself) {
     const HeardSound heard = receiver.heard();
     const std::vector<float> left = heard.channel(0, heard.startSeconds(), heard.startSeconds() + 1);
     EXPECT_NEAR(fakes::frequencyOf(left, 440), 440, 0.1);
-    EXPECT_LT(receiver.worstLatencySeconds(), 0.15);
+    EXPECT_TRUE(receiver.becomesPrompt());
     player->end(SIGKILL);
     EXPECT_TRUE(hearsSilence());
 }
