@@ -59,6 +59,10 @@ Desk::Desk(const Setup& wantedSetup, const DeskOptions& wantedOptions) : setup(w
     own = std::make_unique<Program>(server->displayName());
     others = std::make_unique<Program>(server->displayName());
     raw = std::make_unique<RawRoot>(server->displayName());
+    if (setup.isComposited() && !waitUntilComposited()) {
+        running.reset();
+        return;
+    }
     recording = std::make_unique<FrameReceiver>(
         FrameReceiverHooks{[this](const ConstPixelBufferRef& frame) { judge.look(*frame); }});
 }
@@ -102,6 +106,21 @@ void Desk::setWallpaper(Wallpaper wallpaper, std::uint32_t seed) {
     }
     xcb_clear_area(c, 0, session->root(), 0, 0, 0, 0);
     session->sync();
+}
+
+// A compositing manager announces itself before it draws anything.
+bool Desk::waitUntilComposited() {
+    constexpr PixelRect place{40, 40, 30, 30};
+    const xcb_window_t ground = others->add({.rect = place, .paint = plainColour, .seed = 0x00c000});
+    const xcb_window_t veil = others->add(
+        {.rect = place, .paint = [](std::uint32_t, int, int) { return 0x80404040U; }, .depth = Depth::withAlpha});
+    const bool isComposited = eventually([this] {
+        const Picture picture = raw->read();
+        return picture.width > 0 && (picture.at(55, 55) >> 8 & 0xffU) > 0x80U && picture.at(55, 55) != 0x00c000U;
+    });
+    others->destroy(veil);
+    others->destroy(ground);
+    return isComposited && raw->settled(setup.rest).width > 0;
 }
 
 xcb_window_t Desk::addOwn(WindowOptions wanted) {

@@ -67,6 +67,8 @@ public:
     /// What the display shows once it has come to rest, cut to what is recorded.
     [[nodiscard]] Picture shownAtRest();
     [[nodiscard]] bool showsOurs() const { return tintedPixels(raw->read()) > 0; }
+    /// Waits until the compositing manager draws.
+    [[nodiscard]] bool waitUntilComposited();
     /// Waits until the display shows a window of ours.
     [[nodiscard]] bool waitUntilItShowsOurs() const;
 
