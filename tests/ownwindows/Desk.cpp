@@ -181,7 +181,7 @@ bool Desk::record(const CaptureOptions& wanted) {
 
 void Desk::parkPointer() { session->movePointer(recordedArea.right() - 1, recordedArea.bottom() / 2); }
 
-Picture Desk::recordedNow() {
+std::uint32_t Desk::paintSquare() {
     // Counts upwards in red and blue, always less than the green, and never the colour before.
     ++beats;
     const std::uint32_t colour = 0x00c000U | (beats & 0x7fU) << 16 | (beats >> 7 & 0x7fU);
@@ -190,6 +190,11 @@ Picture Desk::recordedNow() {
         xcb_configure_window(c, square, XCB_CONFIG_WINDOW_STACK_MODE, &above);
     });
     others->repaint(square, colour);
+    return colour;
+}
+
+Picture Desk::recordedNow() {
+    const std::uint32_t colour = paintSquare();
     Picture found;
     const int x = recordedArea.width - 2 - squareSide / 2;
     const int y = recordedArea.height - 2 - squareSide / 2;
@@ -215,6 +220,14 @@ Picture Desk::recordedAtRest() {
 
 Picture Desk::shownAtRest() {
     const auto rest = setup.effects == Effects::none ? setup.rest : std::max(setup.rest, uncoveredAgain);
+    // What makes the display of the windows may be late: once the square is there, so is all that came before.
+    const std::uint32_t colour = paintSquare();
+    const bool isCurrent = eventually([&] {
+        const Picture now = raw->read();
+        return now.width > 0 &&
+               now.at(recordedArea.right() - 2 - squareSide / 2, recordedArea.bottom() - 2 - squareSide / 2) == colour;
+    });
+    if (!isCurrent) return {};
     const Picture all = raw->settled(rest);
     return all.width > 0 ? all.cut(recordedArea) : all;
 }

@@ -101,6 +101,7 @@ public:
 
 private:
     void setMonitors();
+    std::uint32_t paintSquare(); ///< gives its new colour
     [[nodiscard]] ScreenSourceFactory factory() const;
 
     std::vector<xcb_window_t> listedWindows;

@@ -252,7 +252,7 @@ TEST_P(CompositingManagers, thatStartAndStopLeaveOursAbsent) {
         desk.proveEveryFrameClean();
         desk.proveRecordedEqualsHidden();
         ASSERT_TRUE(desk.showOwn());
-        desk.running->endCompositingManager();
+        ASSERT_TRUE(desk.running->endCompositingManager(*desk.session));
         ASSERT_TRUE(desk.waitUntilItShowsOurs());
         EXPECT_GT(desk.recordedAtRest().width, 0);
         desk.proveEveryFrameClean();
