@@ -59,6 +59,10 @@ Desk::Desk(const Setup& wantedSetup, const DeskOptions& wantedOptions) : setup(w
     own = std::make_unique<Program>(server->displayName());
     others = std::make_unique<Program>(server->displayName());
     raw = std::make_unique<RawRoot>(server->displayName());
+    if (setup.isComposited() && !waitUntilComposited()) {
+        running.reset();
+        return;
+    }
     recording = std::make_unique<FrameReceiver>(
         FrameReceiverHooks{[this](const ConstPixelBufferRef& frame) { judge.look(*frame); }});
 }
@@ -102,6 +106,21 @@ void Desk::setWallpaper(Wallpaper wallpaper, std::uint32_t seed) {
     }
     xcb_clear_area(c, 0, session->root(), 0, 0, 0, 0);
     session->sync();
+}
+
+// A compositing manager announces itself before it draws anything.
+bool Desk::waitUntilComposited() {
+    constexpr PixelRect place{40, 40, 30, 30};
+    const xcb_window_t ground = others->add({.rect = place, .paint = plainColour, .seed = 0x00c000});
+    const xcb_window_t veil = others->add(
+        {.rect = place, .paint = [](std::uint32_t, int, int) { return 0x80404040U; }, .depth = Depth::withAlpha});
+    const bool isComposited = eventually([this] {
+        const Picture picture = raw->read();
+        return picture.width > 0 && (picture.at(55, 55) >> 8 & 0xffU) > 0x80U && picture.at(55, 55) != 0x00c000U;
+    });
+    others->destroy(veil);
+    others->destroy(ground);
+    return isComposited && raw->settled(setup.rest).width > 0;
 }
 
 xcb_window_t Desk::addOwn(WindowOptions wanted) {
@@ -162,7 +181,7 @@ bool Desk::record(const CaptureOptions& wanted) {
 
 void Desk::parkPointer() { session->movePointer(recordedArea.right() - 1, recordedArea.bottom() / 2); }
 
-Picture Desk::recordedNow() {
+std::uint32_t Desk::paintSquare() {
     // Counts upwards in red and blue, always less than the green, and never the colour before.
     ++beats;
     const std::uint32_t colour = 0x00c000U | (beats & 0x7fU) << 16 | (beats >> 7 & 0x7fU);
@@ -171,6 +190,11 @@ Picture Desk::recordedNow() {
         xcb_configure_window(c, square, XCB_CONFIG_WINDOW_STACK_MODE, &above);
     });
     others->repaint(square, colour);
+    return colour;
+}
+
+Picture Desk::recordedNow() {
+    const std::uint32_t colour = paintSquare();
     Picture found;
     const int x = recordedArea.width - 2 - squareSide / 2;
     const int y = recordedArea.height - 2 - squareSide / 2;
@@ -196,6 +220,14 @@ Picture Desk::recordedAtRest() {
 
 Picture Desk::shownAtRest() {
     const auto rest = setup.effects == Effects::none ? setup.rest : std::max(setup.rest, uncoveredAgain);
+    // What makes the display of the windows may be late: once the square is there, so is all that came before.
+    const std::uint32_t colour = paintSquare();
+    const bool isCurrent = eventually([&] {
+        const Picture now = raw->read();
+        return now.width > 0 &&
+               now.at(recordedArea.right() - 2 - squareSide / 2, recordedArea.bottom() - 2 - squareSide / 2) == colour;
+    });
+    if (!isCurrent) return {};
     const Picture all = raw->settled(rest);
     return all.width > 0 ? all.cut(recordedArea) : all;
 }

@@ -67,6 +67,8 @@ public:
     /// What the display shows once it has come to rest, cut to what is recorded.
     [[nodiscard]] Picture shownAtRest();
     [[nodiscard]] bool showsOurs() const { return tintedPixels(raw->read()) > 0; }
+    /// Waits until the compositing manager draws.
+    [[nodiscard]] bool waitUntilComposited();
     /// Waits until the display shows a window of ours.
     [[nodiscard]] bool waitUntilItShowsOurs() const;
 
@@ -99,6 +101,7 @@ public:
 
 private:
     void setMonitors();
+    std::uint32_t paintSquare(); ///< gives its new colour
     [[nodiscard]] ScreenSourceFactory factory() const;
 
     std::vector<xcb_window_t> listedWindows;

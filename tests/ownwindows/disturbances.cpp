@@ -246,12 +246,13 @@ TEST_P(CompositingManagers, thatStartAndStopLeaveOursAbsent) {
     ASSERT_TRUE(desk.waitUntilItShowsOurs());
     for (int round = 0; round < 3; ++round) {
         ASSERT_TRUE(desk.running->startCompositingManager(GetParam().command, *desk.server, *desk.session));
+        ASSERT_TRUE(desk.waitUntilComposited());
         ASSERT_TRUE(desk.waitUntilItShowsOurs());
         EXPECT_GT(desk.recordedAtRest().width, 0);
         desk.proveEveryFrameClean();
         desk.proveRecordedEqualsHidden();
         ASSERT_TRUE(desk.showOwn());
-        desk.running->endCompositingManager();
+        ASSERT_TRUE(desk.running->endCompositingManager(*desk.session));
         ASSERT_TRUE(desk.waitUntilItShowsOurs());
         EXPECT_GT(desk.recordedAtRest().width, 0);
         desk.proveEveryFrameClean();

@@ -25,7 +25,7 @@ const std::vector<std::string> plainPicom{"picom", "--config", "/dev/null", "--b
 std::vector<Setup> everySetup() {
     std::vector<Setup> all;
     all.push_back({.name = "openbox", .windowManager = openbox});
-    all.push_back({.name = "picom", .windowManager = openbox, .compositingManager = plainPicom, .rest = 120ms});
+    all.push_back({.name = "picom", .windowManager = openbox, .compositingManager = plainPicom, .rest = 180ms});
     all.push_back({.name = "xcompmgrFades",
                    .windowManager = openbox,
                    .compositingManager = {"xcompmgr", "-n", "-f", "-F", "-D", "20", "-I", "0.03", "-O", "0.03"},
@@ -52,7 +52,10 @@ std::vector<Setup> everySetup() {
                    .managerComposites = true,
                    .effects = Effects::shadowsOrTitles,
                    .rest = 400ms});
-    all.push_back({.name = "kwin", .windowManager = {"kwin_x11"}, .environment = {"KWIN_COMPOSE=N"}, .rest = 200ms});
+    all.push_back({.name = "kwin",
+                   .windowManager = {"kwin_x11"},
+                   .environment = {"KWIN_.compositingManager = plainPicom, .rest = 180msOSE=N"},
+                   .rest = 200ms});
     all.push_back({.name = "kwinComposing",
                    .windowManager = {"kwin_x11"},
                    .managerComposites = true,
@@ -167,6 +170,16 @@ bool RunningSetup::replaceWindowManager(const Setup& next, const VirtualXServer&
         xcb_delete_property(session.xcb(), session.root(), session.atom(property));
     session.sync();
     return startWindowManager(next, server, session);
+}
+
+bool RunningSetup::endCompositingManager(const XPainter& session) {
+    compositingManager.reset();
+    const xcb_atom_t selection = session.atom("_NET_WM_CM_S0");
+    return eventually([&] {
+        const auto reply = owned(
+            xcb_get_selection_owner_reply(session.xcb(), xcb_get_selection_owner(session.xcb(), selection), nullptr));
+        return reply && reply->owner == XCB_NONE;
+    });
 }
 
 bool RunningSetup::startCompositingManager(const std::vector<std::string>& command, const VirtualXServer& server,

@@ -57,7 +57,8 @@ public:
     [[nodiscard]] bool replaceWindowManager(const Setup& next, const VirtualXServer& server, const XPainter& session);
     [[nodiscard]] bool startCompositingManager(const std::vector<std::string>& command, const VirtualXServer& server,
                                                const XPainter& session);
-    void endCompositingManager() { compositingManager.reset(); }
+    /// Waits until the server has noticed.
+    [[nodiscard]] bool endCompositingManager(const XPainter& session);
 
 private:
     RunningSetup() = default;
