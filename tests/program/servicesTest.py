@@ -116,12 +116,13 @@ class ServicesCase(Case):
         return self.services[-1]
 
     def start_with_bus(self):
-        return self.start(DBUS_SYSTEM_BUS_ADDRESS=os.environ["DBUS_SESSION_BUS_ADDRESS"],
+        self.program, window = self.start(DBUS_SYSTEM_BUS_ADDRESS=os.environ["DBUS_SESSION_BUS_ADDRESS"],
                           QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", PATH=f"{self.tools}:{os.environ['PATH']}")
+        return self.program, window
 
     def record(self, window):
         self.press_key(window, "space")
-        self.until(films, "no recording has begun")
+        Panel(self.program.pid).await_("label", "● 录制中…  点击停止结束。")
 
     def stop(self, window):
         self.press_key(window, "space")
