@@ -37,7 +37,7 @@ TEST_F(AppModelTest, beginsWithTheDefaultsAndWritesNothing) {
     EXPECT_FALSE(std::filesystem::exists(settingsFile)) << "a first launch leaves no settings";
 }
 
-TEST_F(AppModelTest, showsTheRangeOnTheRegionsScreenAtLaunch) {
+TEST_F(AppModelTest, atLaunchShowsTheRangeWhereTheRegionIs) {
     regionFrame = {700, 10, 100, 100};
     makeModel();
     EXPECT_THAT(diary.take(), IsEmpty());
