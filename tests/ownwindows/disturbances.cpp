@@ -183,7 +183,9 @@ TEST_P(Disturbed, aNewResolutionKeepsOursAbsent) {
     desk.addOwn({.rect = {150, 100, 300, 240}, .handling = Handling::managed});
     desk.addOwn({.rect = {20, 20, 560, 400}, .outline = Outline::frame});
     ASSERT_TRUE(desk.waitUntilItShowsOurs());
-    for (const auto& [width, height] : {std::pair(480, 360), std::pair(320, 400), std::pair(640, 480)}) {
+    for (const auto& size : {std::pair(480, 360), std::pair(320, 400), std::pair(640, 480)}) {
+        const int width = size.first;
+        const int height = size.second;
         desk.session->resizeScreen(width, height);
         desk.setWallpaper(Wallpaper::tiles, static_cast<std::uint32_t>(width));
         desk.parkPointer(); // the server takes it along

@@ -32,7 +32,7 @@ public:
     using Clock = std::chrono::steady_clock;
 
     /// Selects its events and reads all windows. The server must be able to look beneath windows.
-    WindowScene(const XConnection& connection, const XScreenSourceSetup& setup, std::set<std::uint32_t> listed);
+    WindowScene(const XConnection& connection, const XScreenSourceSetup& setup, const std::set<std::uint32_t>& listed);
 
     bool handleEvent(const xcb_generic_event_t& event);
     /// What is drawn has another place or size.
