@@ -94,7 +94,9 @@ INSTANTIATE_TEST_SUITE_P(Table, StoredText,
                          [](const auto& each) { return std::string(each.param.name); });
 
 TEST_F(SettingsStoreTest, skipsLinesThatAreNoSettings) {
-    put(std::string("no equals sign\n=no key\n\n\0=zero\nhalf a li", 42) + "\nfirst=1\nfirst=2\nlast=3");
+    constexpr std::string_view noSettings("no equals sign\n=no key\n\n\0=zero\nhalf a li", 40);
+    static_assert(noSettings.ends_with("li"));
+    put(std::string(noSettings) + "\nfirst=1\nfirst=2\nlast=3");
     const SettingsStore store(file);
     EXPECT_EQ(store.integer("first"), 2);
     EXPECT_EQ(store.integer("last"), 3) << "without a line break at the end";

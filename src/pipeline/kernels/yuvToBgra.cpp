@@ -64,7 +64,11 @@ struct SemiPlanar {
 
 /// Whole pairs as words: the first word carries the first luma and Cb, the second the second luma and Cr.
 HWY_INLINE void loadPairs(const YuvRow& row, std::size_t pair, UnsignedVector& first, UnsignedVector& second) {
-    hn::LoadInterleaved2(UnsignedWords(), reinterpret_cast<const std::uint16_t*>(row.luma + 4 * pair), first, second);
+    // As bytes: rows may begin anywhere.
+    const UnsignedVector low = loadWords(row.luma + 4 * pair);
+    const UnsignedVector high = loadWords(row.luma + 4 * pair + 2 * hn::Lanes(Words()));
+    first = hn::ConcatEven(UnsignedWords(), high, low);
+    second = hn::ConcatOdd(UnsignedWords(), high, low);
 }
 
 struct Yuyv {
