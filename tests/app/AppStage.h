@@ -113,7 +113,9 @@ protected:
                                          Error* error) {
             diary.note("session: make at " + statusText());
             optionsSeen = options;
-            return refuseSession ? nullptr : RecordingSession::make(options, std::move(surroundings), error);
+            auto made = refuseSession ? nullptr : RecordingSession::make(options, std::move(surroundings), error);
+            newestSession = made;
+            return made;
         };
         environment.devices = {
             .camera = [this](SerialQueue&, auto) { return attach(hasCamera, "camera"); },
@@ -168,6 +170,7 @@ protected:
     bool hasCamera = true;
     bool hasMicrophone = true;
     bool refuseSession = false;
+    std::weak_ptr<RecordingSession> newestSession;
     int draw = 0;
     AppEnvironment environment;
     std::shared_ptr<AppModel> model;

@@ -1,3 +1,4 @@
+#include "selftest/FilmReader.h"
 #include "tests/app/AppStage.h"
 #include "tests/fakes/x11/eventually.h"
 
@@ -317,7 +318,10 @@ TEST_F(RecordingControlTest, completesTheFileAlsoWhenTheModelIsGone) {
     ASSERT_NO_FATAL_FAILURE(record());
     model->toggleRecording();
     model.reset();
-    EXPECT_FALSE(std::filesystem::is_empty(desktop));
+    // The file's completion and the session's end are both tasks of the main queue.
+    ASSERT_TRUE(mainQueue.runUntil([&] { return newestSession.expired(); }));
+    ASSERT_FALSE(std::filesystem::is_empty(desktop));
+    EXPECT_TRUE(filmPictureAt(std::filesystem::directory_iterator(desktop)->path(), {0, 1}));
 }
 
 } // namespace

@@ -117,6 +117,7 @@ void SoundStream::open(pw_core* core) {
     }();
     close();
     stream.reset(pw_stream_new(core, "quillet", propertiesFor(wanted.source)));
+    processed = stream.get();
     if (!stream) return;
     pw_stream_add_listener(stream.get(), hook.fresh(), &events, this);
 
@@ -142,8 +143,9 @@ void SoundStream::close() {
 
 // On the server's data thread.
 void SoundStream::process() {
+    pw_stream* const own = processed;
     pw_time cycle{};
-    const bool isTimed = pw_stream_get_time_n(stream.get(), &cycle, sizeof cycle) == 0;
+    const bool isTimed = pw_stream_get_time_n(own, &cycle, sizeof cycle) == 0;
     const nanoseconds arrival = monotonicNow();
     nanoseconds time{cycle.now};
     if (!isTimed || time > arrival + 5ms || time < arrival - longestWay) time = arrival;
@@ -151,7 +153,7 @@ void SoundStream::process() {
         const nanoseconds delay{cycle.delay * 1'000'000'000 * cycle.rate.num / cycle.rate.denom};
         if (delay > 0ns && delay < longestDelay) time -= delay;
     }
-    while (pw_buffer* buffer = pw_stream_dequeue_buffer(stream.get())) {
+    while (pw_buffer* buffer = pw_stream_dequeue_buffer(own)) {
         const spa_data& data = buffer->buffer->datas[0];
         if (data.data && data.chunk && hasFormat && (isLinked || wanted.source == Source::output)) {
             // The server's numbers are not trusted with our memory.
@@ -167,7 +169,7 @@ void SoundStream::process() {
             if (isPushed && wanted.onArrival) wanted.onArrival();
             if (wanted.source == Source::microphone) time += durationOf(static_cast<std::int64_t>(frames));
         }
-        pw_stream_queue_buffer(stream.get(), buffer);
+        pw_stream_queue_buffer(own, buffer);
     }
 }
 

@@ -69,6 +69,8 @@ private:
     // All below belong to the connection's loop.
     std::string linkedSerials;
     PipeWireStreamHandle stream;
+    // What process() uses: its last call ends while the stream is being destroyed, when `stream` is empty already.
+    std::atomic<pw_stream*> processed = nullptr;
     PipeWireHook hook;
     std::optional<PipeWireTimer> healing;
     bool isHealing = false; // `healing` is set

@@ -30,6 +30,7 @@ FormulaPlayer::FormulaPlayer(std::shared_ptr<PipeWireConnection> connection, Rol
             flags |= PW_STREAM_FLAG_AUTOCONNECT;
         }
         stream.reset(pw_stream_new(core, "formula", properties));
+        processed = stream.get();
         if (!stream) return;
         pw_stream_add_listener(stream.get(), hook.fresh(), &events, this);
         std::array<std::uint8_t, 1024> memory{};
@@ -59,9 +60,10 @@ FormulaPlayer::~FormulaPlayer() {
 }
 
 void FormulaPlayer::process() {
+    pw_stream* const own = processed;
     pw_time cycle{};
-    pw_stream_get_time_n(stream.get(), &cycle, sizeof cycle);
-    pw_buffer* buffer = pw_stream_dequeue_buffer(stream.get());
+    pw_stream_get_time_n(own, &cycle, sizeof cycle);
+    pw_buffer* buffer = pw_stream_dequeue_buffer(own);
     if (!buffer) return;
     spa_data& data = buffer->buffer->datas[0];
     const std::uint32_t room = data.maxsize / (2 * sizeof(float));
@@ -76,7 +78,7 @@ void FormulaPlayer::process() {
     data.chunk->offset = 0;
     data.chunk->stride = 2 * sizeof(float);
     data.chunk->size = frames * 2 * sizeof(float);
-    pw_stream_queue_buffer(stream.get(), buffer);
+    pw_stream_queue_buffer(own, buffer);
 }
 
 } // namespace quillet::testing

@@ -4,6 +4,7 @@
 #include "platform/pipewire/PipeWireConnection.h"
 #include "tests/fakes/SoundDevice.h"
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -31,6 +32,7 @@ private:
     std::shared_ptr<PipeWireConnection> line; // shared with whoever else plays
     fakes::Sound sound;
     PipeWireStreamHandle stream;
+    std::atomic<pw_stream*> processed = nullptr; // what process() uses, also while `stream` is being destroyed
     PipeWireHook hook;
     PipeWireConnection::Subscription subscription;
 };
