@@ -19,7 +19,7 @@ CameraManager::~CameraManager() {
 bool CameraManager::attachCamera() {
     if (camera) return true;
     if (!factories.camera) return false;
-    camera = factories.camera(sampleQueue, [this](ConstPixelBufferRef frame) {
+    camera = factories.camera(sampleQueue, [this](const ConstPixelBufferRef& frame) {
         if (!frame) return;
         ConstPixelBufferRef older = frame;
         {

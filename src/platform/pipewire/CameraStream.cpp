@@ -97,6 +97,7 @@ bool CameraStream::connect() {
     std::vector<SpaPod> formats = everyFormat();
     if (options.wanted) formats.insert(formats.begin(), exactFormat(*options.wanted, RateMatch::withinAHundredth));
     std::vector<const spa_pod*> parameters;
+    parameters.reserve(formats.size());
     for (const SpaPod& each : formats)
         parameters.push_back(each.get());
     // Which camera comes after this one is our own decision, hence no reconnecting.

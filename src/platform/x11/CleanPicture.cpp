@@ -89,6 +89,7 @@ void CleanPicture::collectDamage() {
 void CleanPicture::requestPixels() {
     std::vector<FetchOrder> orders;
     const std::vector<PixelRect> plain = coarseRects(memory.toFetch(), area);
+    orders.reserve(plain.size());
     for (const PixelRect& rect : plain)
         orders.push_back({rect});
     fetched = regionOfRects(plain);

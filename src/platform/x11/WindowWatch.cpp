@@ -75,6 +75,7 @@ void WindowWatch::findFrames(const std::vector<std::uint32_t>& candidates) {
         if (!isOurs(id)) level.emplace_back(id, id);
     for (int depth = 0; depth < deepestClient && !level.empty(); ++depth) {
         std::vector<std::uint32_t> ids;
+        ids.reserve(level.size());
         for (const auto& [id, top] : level)
             ids.push_back(id);
         const auto families = query.families(ids);

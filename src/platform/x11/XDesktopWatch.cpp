@@ -163,6 +163,7 @@ bool XDesktopWatch::isProgramInFrontOf(const std::vector<std::uint32_t>& windows
 std::vector<xcb_window_t> XDesktopWatch::visibleOf(const std::vector<xcb_window_t>& windows) const {
     xcb_connection_t* const c = connection.get();
     std::vector<xcb_get_window_attributes_cookie_t> cookies;
+    cookies.reserve(windows.size());
     for (const xcb_window_t each : windows)
         cookies.push_back(xcb_get_window_attributes(c, each));
     std::vector<xcb_window_t> visible;

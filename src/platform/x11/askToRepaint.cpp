@@ -29,6 +29,7 @@ void askToRepaint(const XConnection& connection, const StackedWindow& window, co
     const WindowQuery query(connection);
     for (int depth = 0; depth < deepest && !level.empty(); ++depth) {
         std::vector<std::uint32_t> ids;
+        ids.reserve(level.size());
         for (const Inner& each : level)
             ids.push_back(each.id);
         const auto families = query.families(ids);

@@ -45,10 +45,11 @@ TEST(PipeWireConnection, comesBackAfterTheServersCrash) {
     EXPECT_EQ(client.losses, 0);
 
     server->crashDaemon();
-    ASSERT_TRUE(eventually([&] { return client.losses == 1 && client.absences > 1; }));
+    // A socket of a server that is dying may take one more connection.
+    ASSERT_TRUE(eventually([&] { return client.losses >= 1 && client.absences > 1; }));
+    EXPECT_EQ(client.losses, client.connections);
     ASSERT_TRUE(server->startDaemon());
-    EXPECT_TRUE(eventually([&] { return client.connections == 2; }));
-    EXPECT_EQ(client.losses, 1);
+    EXPECT_TRUE(eventually([&] { return client.connections == client.losses + 1; }));
 }
 
 TEST(PipeWireConnection, waitsForAServerThatIsNotThereYet) {
