@@ -117,9 +117,18 @@ CleanPicture::Result CleanPicture::fetch(const Hooks& hooks) {
         if (result == RootFetch::Result::refused) return Result::refused;
         hooks.drainEvents();
         if (scene) scene->refresh();
-        if (isUsable(attempt)) return Result::complete;
+        if (!isUsable(attempt)) continue;
+        // What was drawn before the background was known is drawn again; in the first tick, that is.
+        if (!learnsBackground() || rebuilt.isEmpty()) return Result::complete;
     }
     return Result::unsettled;
+}
+
+bool CleanPicture::learnsBackground() {
+    bool isFirst = false;
+    for (const FetchedPixels& piece : pixels->arrived())
+        if (scene && piece.fromRoot && scene->learn(piece, memory)) isFirst = true;
+    return isFirst;
 }
 
 bool CleanPicture::isUsable(int attempt) const {
@@ -135,7 +144,6 @@ bool CleanPicture::touches(const PixelRect& rect) const {
 
 void CleanPicture::takeInto(PixelBuffer& frame, int left, int top, PixelRegion& changed) {
     for (const FetchedPixels& piece : pixels->arrived()) {
-        if (scene && piece.fromRoot) scene->learn(piece, memory);
         const QRegion kept =
             piece.fromRoot ? memory.covered() : QRegion(toQRect(piece.rect)) - rebuilt; // not what was asked for
         keepFramesPixels(piece, kept, frame, left, top);

@@ -78,6 +78,8 @@ private:
     void collectDamage();
     void requestPixels();
     [[nodiscard]] bool isUsable(int attempt) const;
+    /// From pixels that may be used. True when they tell the first that is known of a background.
+    bool learnsBackground();
 
     const XConnection& connection;
     std::unique_ptr<DamageCollector> damage;

@@ -100,10 +100,11 @@ void WallpaperGround::makeLearned() {
     source = Source::learned;
 }
 
-void WallpaperGround::learn(const FetchedPixels& piece, const QRegion& bare) {
-    if (source != Source::learned) return;
+bool WallpaperGround::learn(const FetchedPixels& piece, const QRegion& bare) {
+    if (source != Source::learned) return false;
+    const bool isFirst = learned.knownPart().isEmpty();
     const QRegion news = learned.news(bare & toQRect(piece.rect));
-    if (news.isEmpty()) return;
+    if (news.isEmpty()) return false;
     xcb_connection_t* const c = connection.xcb();
     for (const QRect& rect : news) {
         // Rows of the whole piece go along where the rectangle is narrower: one request for each row is dearer.
@@ -130,7 +131,7 @@ void WallpaperGround::learn(const FetchedPixels& piece, const QRegion& bare) {
     }
     // What was never seen is expected to look like what was.
     const QRegion unseen = QRegion(0, 0, width, height) - learned.knownPart();
-    if (unseen.isEmpty()) return;
+    if (unseen.isEmpty()) return isFirst;
     const std::uint32_t colour = learned.likelyColour();
     xcb_change_gc(c, graphics, XCB_GC_FOREGROUND, &colour);
     std::vector<xcb_rectangle_t> rects;
@@ -138,6 +139,7 @@ void WallpaperGround::learn(const FetchedPixels& piece, const QRegion& bare) {
         rects.push_back({static_cast<std::int16_t>(rect.x()), static_cast<std::int16_t>(rect.y()),
                          static_cast<std::uint16_t>(rect.width()), static_cast<std::uint16_t>(rect.height())});
     xcb_poly_fill_rectangle(c, pixmap, graphics, static_cast<std::uint32_t>(rects.size()), rects.data());
+    return isFirst;
 }
 
 xcb_render_picture_t WallpaperGround::picture(Compositing compositing) {

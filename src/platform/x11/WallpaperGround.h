@@ -34,7 +34,8 @@ public:
     /// Whether learn() has any use.
     [[nodiscard]] bool isLearning() const { return source == Source::learned; }
     /// Takes from pixels that have arrived from the screen what shows nothing but background: `bare`.
-    void learn(const FetchedPixels& piece, const QRegion& bare);
+    /// True when nothing was known before: what was drawn with this background so far was a guess.
+    bool learn(const FetchedPixels& piece, const QRegion& bare);
 
     /// The root's background, in pixels of the root. May take a round trip when it is not current.
     [[nodiscard]] xcb_render_picture_t picture(Compositing compositing);

@@ -240,14 +240,14 @@ bool WindowScene::wasPainted(const QRegion& part) const {
     });
 }
 
-void WindowScene::learn(const FetchedPixels& piece, const CoveredMemory& memory) {
-    if (!wallpaper.isLearning()) return;
+bool WindowScene::learn(const FetchedPixels& piece, const CoveredMemory& memory) {
+    if (!wallpaper.isLearning()) return false;
     QRegion bare = QRegion(toQRect(piece.rect)) - memory.covered();
     for (const std::uint32_t id : watch.stack().order()) {
         const StackedWindow& window = *watch.stack().find(id);
         if (window.isVisible()) bare -= toQRect(window.outer.grownBy(OwnRegion::shadowMargin));
     }
-    wallpaper.learn(piece, bare);
+    return wallpaper.learn(piece, bare);
 }
 
 bool WindowScene::takeOwnRepaint() {

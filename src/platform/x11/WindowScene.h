@@ -61,7 +61,8 @@ public:
     [[nodiscard]] bool wasPainted(const QRegion& part) const;
 
     /// Pixels that the screen has given, outside our windows' region: what they teach of the background.
-    void learn(const FetchedPixels& piece, const CoveredMemory& memory);
+    /// True when this is the first that is known of it.
+    bool learn(const FetchedPixels& piece, const CoveredMemory& memory);
 
     /// Whether a window of ours was repainted since the last call.
     [[nodiscard]] bool takeOwnRepaint();
