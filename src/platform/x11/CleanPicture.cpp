@@ -33,6 +33,14 @@ void keepFramesPixels(const FetchedPixels& piece, const QRegion& part, const Pix
     }
 }
 
+/// The application lists its own windows, too; those need no listing.
+std::set<std::uint32_t> withoutOwn(std::set<std::uint32_t> listed, const std::vector<XClientResources>& ownClients) {
+    std::erase_if(listed, [&](std::uint32_t window) {
+        return std::ranges::any_of(ownClients, [&](const XClientResources& client) { return client.owns(window); });
+    });
+    return listed;
+}
+
 } // namespace
 
 CleanPicture::CleanPicture(const XConnection& server) : connection(server) {}
@@ -42,8 +50,9 @@ std::unique_ptr<CleanPicture> CleanPicture::make(const XConnection& connection, 
     // What is fetched from the root and what is rebuilt may cover each other in part.
     picture->pixels = RootFetch::make(connection, options.pixels * 2, error);
     if (!picture->pixels) return nullptr;
+    const std::set<std::uint32_t> listed = withoutOwn(options.listed, options.setup.ownClients);
     const bool leavesOut =
-        !options.listed.empty() ||
+        !listed.empty() ||
         std::ranges::any_of(options.setup.ownClients, [](const XClientResources& client) { return client.mask != 0; });
     if (leavesOut && !connection.canLookBeneathWindows()) {
         noteFallback("the X server lacks COMPOSITE, DAMAGE, XFIXES, RENDER or SHAPE; the program's own windows will be "
@@ -53,7 +62,7 @@ std::unique_ptr<CleanPicture> CleanPicture::make(const XConnection& connection, 
     const bool looksBeneath = leavesOut && connection.canLookBeneathWindows();
     if (looksBeneath) mask |= WindowWatch::rootEvents;
     xcb_change_window_attributes(connection.xcb(), connection.root(), XCB_CW_EVENT_MASK, &mask);
-    if (looksBeneath) picture->scene = std::make_unique<WindowScene>(connection, options.setup, options.listed);
+    if (looksBeneath) picture->scene = std::make_unique<WindowScene>(connection, options.setup, listed);
     picture->damage = std::make_unique<DamageCollector>(connection);
     return picture;
 }

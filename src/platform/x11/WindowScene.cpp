@@ -7,23 +7,11 @@
 
 namespace quillet {
 
-namespace {
-
-/// The application lists its own windows, too; those need no listing.
-std::set<std::uint32_t> withoutOwn(std::set<std::uint32_t> listed, const std::vector<XClientResources>& ownClients) {
-    std::erase_if(listed, [&](std::uint32_t window) {
-        return std::ranges::any_of(ownClients, [&](const XClientResources& client) { return client.owns(window); });
-    });
-    return listed;
-}
-
-} // namespace
-
 WindowScene::WindowScene(const XConnection& server, const XScreenSourceSetup& setup,
                          const std::set<std::uint32_t>& listed)
     : connection(server), redirection(setup.redirection), formats(server), compositor(server), damage(server),
-      watch(server, damage, {setup.ownClients, withoutOwn(listed, setup.ownClients)}), pixels(server, formats),
-      wallpaper(server, formats), compositing(compositor.compositing()) {
+      watch(server, damage, {setup.ownClients, listed}), pixels(server, formats), wallpaper(server, formats),
+      compositing(compositor.compositing()) {
     const bool late = !redirection;
     if (late) redirection = WindowRedirection::make(setup.displayName);
     watch.start();
@@ -36,8 +24,7 @@ WindowScene::WindowScene(const XConnection& server, const XScreenSourceSetup& se
         tainted.forget(window);
     };
     // Others' windows that are listed were there before the program redirected anything.
-    const bool listsOthers = !withoutOwn(listed, setup.ownClients).empty();
-    if (compositing == Compositing::byServer && (late || listsOthers)) distrustWindowsBeneath();
+    if (compositing == Compositing::byServer && (late || !listed.empty())) distrustWindowsBeneath();
     watch.forgetChanges();
 }
 

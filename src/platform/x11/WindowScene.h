@@ -31,7 +31,8 @@ class WindowScene {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// Selects its events and reads all windows. The server must be able to look beneath windows.
+    /// Selects its events and reads all windows. `listed` are windows of others. The server must be able to look
+    /// beneath windows.
     WindowScene(const XConnection& connection, const XScreenSourceSetup& setup, const std::set<std::uint32_t>& listed);
 
     bool handleEvent(const xcb_generic_event_t& event);
