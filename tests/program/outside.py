@@ -48,6 +48,12 @@ def geometry(window):
     return tuple(int(values[key]) for key in ("X", "Y", "WIDTH", "HEIGHT")) if status == 0 else None
 
 
+def record_everything():
+    """The next program records the whole screen."""
+    SETTINGS.parent.mkdir(exist_ok=True)
+    SETTINGS.write_text("Quillet.rangeMode=全屏\n")
+
+
 def films():
     return sorted(DESKTOP.glob("*.mp4"))
 
