@@ -82,8 +82,9 @@ private:
     std::vector<std::byte> bytes;
 };
 
-/// Microseconds; never a whole second, where the key frames are that repeat a picture.
-std::int64_t timeOf(std::int64_t second) { return second * 1'000'000 + 300'000 + second % 7; }
+/// Microseconds. Each even second begins with a key frame, which repeats a picture where none is due just then.
+std::int64_t timeOf(std::int64_t second) { return second * 1'000'000 + second % 7 * 100'001; }
+bool isRepeat(std::int64_t microseconds) { return microseconds != timeOf(microseconds / 1'000'000); }
 
 std::int64_t peakKibibytes() {
     rusage usage{};
@@ -92,6 +93,9 @@ std::int64_t peakKibibytes() {
 }
 
 TEST(LongFiles, areRightPastFourGibibytesAndPastTwoToThe31stTick) {
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "one thread, and gigabytes to copy";
+#endif
     std::int64_t seconds = 2400; // 2^31 microseconds are 2147.5
     bool withSound = false;
     if (const char* wanted = std::getenv("QUILLET_TEST_SECONDS")) {
@@ -141,7 +145,7 @@ TEST(LongFiles, areRightPastFourGibibytesAndPastTwoToThe31stTick) {
         ASSERT_TRUE(movie.video);
         std::vector<std::int64_t> own; // without the key frames that repeat a picture
         for (const MoviePacket& packet : movie.video->packets)
-            if (packet.pts % 1'000'000 != 0) own.push_back(packet.pts);
+            if (!isRepeat(packet.pts)) own.push_back(packet.pts);
         ASSERT_GE(static_cast<std::int64_t>(own.size()), seconds - 1); // the last one may still be in memory
         for (std::int64_t second = 0; second < static_cast<std::int64_t>(own.size()); ++second)
             ASSERT_EQ(own[static_cast<std::size_t>(second)], timeOf(second));
@@ -163,7 +167,7 @@ TEST(LongFiles, areRightPastFourGibibytesAndPastTwoToThe31stTick) {
     EXPECT_NEAR(movie.durationSeconds, static_cast<double>(seconds), 0.1);
     for (const MoviePicture& picture : movie.pictures) {
         const std::int64_t second = picture.pts / 1'000'000;
-        if (picture.pts % 1'000'000 != 0) {
+        if (!isRepeat(picture.pts)) {
             ASSERT_NEAR(picture.colourAt(30, 30)[0], 15 + static_cast<double>(second % 16) * 15, 2) << second;
         }
     }
