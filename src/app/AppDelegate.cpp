@@ -161,9 +161,9 @@ void AppDelegate::terminate() {
     instance.reset();
     model->teardownOverlays();
     controlWindow->hide();
-    if (!model->isBusy()) return QApplication::quit();
-    model->onIdle = [] { QApplication::quit(); };
-    QTimer::singleShot(patienceAtExit, qApp, [] { QApplication::quit(); });
+    if (!model->isBusy()) return QApplication::exit();
+    model->onIdle = [] { QApplication::exit(); };
+    QTimer::singleShot(patienceAtExit, qApp, [] { QApplication::exit(); });
 }
 
 void AppDelegate::endWithoutDisplay() {
