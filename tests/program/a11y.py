@@ -1,4 +1,6 @@
 """a11y: the program's controls as a screen reader finds them: by what they are and what they are called."""
+import time
+
 import gi
 
 gi.require_version("Atspi", "2.0")
@@ -81,6 +83,12 @@ class Panel:
     @staticmethod
     def write(node, text):
         assert Atspi.EditableText.set_text_contents(node, text)
+
+    def answer_seconds(self):
+        """How long the program's main thread takes to answer one small question."""
+        begin = time.monotonic()
+        assert Atspi.Component.get_extents(self.program.get_child_at_index(0), Atspi.CoordType.SCREEN)
+        return time.monotonic() - begin
 
     def is_on(self, kind, name):
         node = self.await_(kind, name)
