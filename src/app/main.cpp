@@ -1,4 +1,5 @@
 #include "app/AppDelegate.h"
+#include "app/ApplicationColours.h"
 #include "app/QuitSignals.h"
 #include "app/SingleInstance.h"
 #include "app/commandLine.h"
@@ -50,6 +51,8 @@ int main(int argc, char** argv) {
     QApplication::setApplicationVersion(QStringLiteral(QUILLET_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("org.quillet.Quillet"));
     const QApplication application(argc, argv);
+    // First, so that the desktop has answered when the window is ready to be painted.
+    const quillet::ApplicationColours colours;
     QApplication::setWindowIcon(windowIcon());
     std::unique_ptr<quillet::SingleInstance> instance = quillet::SingleInstance::make();
     if (!instance) return 0;
