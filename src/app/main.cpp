@@ -1,4 +1,5 @@
 #include "app/AppDelegate.h"
+#include "app/Application.h"
 #include "app/ApplicationColours.h"
 #include "app/QuitSignals.h"
 #include "app/SingleInstance.h"
@@ -6,7 +7,6 @@
 #include "platform/displayProblem.h"
 #include "selftest/SelfTest.h"
 
-#include <QApplication>
 #include <QIcon>
 #include <span>
 
@@ -47,17 +47,19 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "quillet: %s\n", problem.c_str());
         return 1;
     }
-    QApplication::setApplicationName(QStringLiteral("Quillet"));
-    QApplication::setApplicationVersion(QStringLiteral(QUILLET_VERSION));
-    QApplication::setDesktopFileName(QStringLiteral("org.quillet.Quillet"));
-    const QApplication application(argc, argv);
+    using quillet::Application;
+    Application::setApplicationName(QStringLiteral("Quillet"));
+    Application::setApplicationVersion(QStringLiteral(QUILLET_VERSION));
+    Application::setDesktopFileName(QStringLiteral("org.quillet.Quillet"));
+    Application application(argc, argv);
     // First, so that the desktop has answered when the window is ready to be painted.
     const quillet::ApplicationColours colours;
-    QApplication::setWindowIcon(windowIcon());
+    Application::setWindowIcon(windowIcon());
     std::unique_ptr<quillet::SingleInstance> instance = quillet::SingleInstance::make();
     if (!instance) return 0;
     quillet::AppDelegate delegate(std::move(instance));
+    application.onQuit = [&] { delegate.terminate(); };
     const quillet::QuitSignals quitSignals([&] { delegate.terminate(); });
     delegate.applicationDidFinishLaunching();
-    return QApplication::exec();
+    return Application::exec();
 }
