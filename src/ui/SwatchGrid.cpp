@@ -37,8 +37,7 @@ protected:
     void paintEvent(QPaintEvent*) override {
         if (picture.isNull()) picture = BackgroundLibrary::image(index, pictureSize);
         QPainter painter(this);
-        prepare(painter);
-        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
         const QRectF place = look::snapped(painter, rect());
         QBrush brush(picture);
         brush.setTransform(QTransform::fromTranslate(place.x(), place.y())
@@ -57,10 +56,16 @@ protected:
             fill(QColor(0, 0, 0, 50));
         else if (touch() == look::Touch::hovered)
             fill(QColor(255, 255, 255, 36));
-        if (!isChecked()) return;
-        painter.setPen(QPen(look::accent(palette()), outlineWidth));
-        painter.setBrush(Qt::NoBrush);
-        painter.drawRoundedRect(body, corner, corner);
+        if (isChecked()) {
+            painter.setPen(QPen(look::accent(palette()), outlineWidth));
+            painter.setBrush(Qt::NoBrush);
+            painter.drawRoundedRect(body, corner, corner);
+        }
+        if (isEnabled()) return;
+        // The whole is made fainter: one by one, the picture would shine through the outline.
+        QColor veil = palette().color(QPalette::Window);
+        veil.setAlphaF(static_cast<float>(1 - look::disabledOpacity));
+        look::fillRounded(painter, rect(), radius(), veil);
     }
 
 private:
