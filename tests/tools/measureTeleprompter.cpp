@@ -2,8 +2,8 @@
 // desktop.
 //
 // For scripts of one paragraph, of long and of short ones: milliseconds until a paste, a typed letter, a step of the
-// size slider and of the resize grip are on the screen; and for each step of the playing script the processor time, which
-// other programs' load hardly changes, and the longest time from one to the next.
+// size slider and of the resize grip are on the screen; and for each step of the playing script the processor time,
+// which other programs' load hardly changes, and the longest time from one to the next.
 //
 //   tests/desktop/desktop --compositor picom -- build/release/measure_teleprompter
 #include "platform/Screens.h"
@@ -104,9 +104,9 @@ void measure(const char* name, int paragraph, const Screen& screen) {
     double most = 0;
     for (std::size_t i = 1; i < moves.size(); ++i)
         most = std::max(most, milliseconds(moves[i] - moves[i - 1]));
-    std::printf(
-        "%-18s paste %7.1f  letter %6.1f  size %7.1f  grip %7.1f  play %6.1f  longest step %5.1f ms (of 16.7)\n", name,
-        paste, letter, size, grip, start, most);
+    std::printf("%-18s paste %7.1f  letter %6.1f  size %7.1f  grip %7.1f  play %6.1f; "
+                "a step takes %4.2f, longest %5.1f ms (of 16.7)\n",
+                name, paste, letter, size, grip, start, used, most);
 }
 
 } // namespace
