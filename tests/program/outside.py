@@ -59,6 +59,12 @@ def colours_at(x, y, width, height):
     return [tuple(pixels[place : place + 3]) for place in range(0, len(pixels), 3)]
 
 
+def record_everything():
+    """The next program records the whole screen."""
+    SETTINGS.parent.mkdir(exist_ok=True)
+    SETTINGS.write_text("Quillet.rangeMode=全屏\n")
+
+
 def place(title):
     """x, y, width, height of the visible window of that title; None when there is none."""
     found = windows(title)
