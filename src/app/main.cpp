@@ -14,6 +14,8 @@
 #include <string>
 #include <utility>
 
+#include <sys/stat.h>
+
 namespace {
 
 /// The pictures that packaging/ makes of the program's icon.
@@ -24,9 +26,14 @@ QIcon windowIcon() {
     return icon;
 }
 
+/// Nothing that is made from here on can be written by everybody, however carelessly the session was set up; who may
+/// read it stays the user's choice.
+void keepOthersFromWriting() { ::umask(::umask(0) | S_IWOTH); }
+
 } // namespace
 
 int main(int argc, char** argv) {
+    keepOthersFromWriting();
     const quillet::CommandLine commandLine =
         quillet::CommandLine::parse(std::span(argv, static_cast<std::size_t>(argc)));
     switch (commandLine.action) {
