@@ -128,9 +128,9 @@ void AppDelegate::terminate() {
     instance.reset();
     model->teardownOverlays();
     controlWindow->hide();
-    if (!model->isBusy()) return QApplication::quit();
-    model->onIdle = [] { QApplication::quit(); };
-    QTimer::singleShot(patienceAtExit, qApp, [] { QApplication::quit(); });
+    if (!model->isBusy()) return QApplication::exit();
+    model->onIdle = [] { QApplication::exit(); };
+    QTimer::singleShot(patienceAtExit, qApp, [] { QApplication::exit(); });
 }
 
 /// The session may end as soon as this returns; or it may go on, when another program or the user objects.

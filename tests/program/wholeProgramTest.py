@@ -10,33 +10,13 @@ import time
 import unittest
 
 from a11y import Panel
-from outside import Case, SETTINGS, films, geometry, is_finished, run, windows
+from outside import (BUBBLE, MOVE, OUTLINE, RESIZE, SCRIPT, SETTINGS, Case, centre, drag, films, geometry, is_finished, place,
+                     run)
 
-OUTLINE, MOVE, RESIZE = "^录制范围$", "^移动录制范围$", "^调整录制范围大小$"
-BUBBLE, SCRIPT = "^摄像头画面$", "^提词器$"
 START, STOP = "●  开始录制", "■  停止录制"
 WIDTH, HEIGHT = 1600, 1000
 # Pictures are compared in squares of this many pixels, as the mean of each.
 SQUARE = 8
-
-
-def place(title):
-    """x, y, width, height of the visible window of that title; None when there is none."""
-    found = windows(title)
-    return geometry(found[0]) if found else None
-
-
-def centre(rect):
-    return rect[0] + rect[2] // 2, rect[1] + rect[3] // 2
-
-
-def drag(start, by, steps=12):
-    """Presses at a point, moves by that much in steps, lets go."""
-    words = ["mousemove", str(start[0]), str(start[1]), "sleep", "0.05", "mousedown", "1"]
-    for step in range(1, steps + 1):
-        x, y = max(start[0] + by[0] * step // steps, 0), max(start[1] + by[1] * step // steps, 0)
-        words += ["mousemove", str(x), str(y), "sleep", "0.02"]
-    run("xdotool", *words, "mouseup", "1")
 
 
 class Squares:
