@@ -130,22 +130,27 @@ protected:
     /// moments of the clicks, in seconds of the film.
     std::vector<double> expectTogether(const test::Movie& film, double leastShare) {
         std::vector<double> flashes;
-        for (const test::MoviePicture& picture : film.pictures)
-            if (picture.colourAt(displaySize / 2, displaySize / 2)[1] > 128)
-                flashes.push_back(film.video->timeOf(picture.pts).seconds());
+        bool wasWhite = false;
+        for (const test::MoviePicture& picture : film.pictures) {
+            const bool isWhite = picture.colourAt(displaySize / 2, displaySize / 2)[1] > 128;
+            if (isWhite && !wasWhite) flashes.push_back(film.video->timeOf(picture.pts).seconds());
+            wasWhite = isWhite;
+        }
         fakes::HeardSound heard;
         heard.start = {std::llround(film.soundStart * 48000), 48000};
         for (const auto& frame : film.sound)
             heard.samples.insert(heard.samples.end(), frame.begin(), frame.end());
         const std::vector<double> clicks = fakes::onsets(heard, 0.2);
         EXPECT_GE(static_cast<double>(clicks.size()), leastShare * static_cast<double>(flashes.size()));
+        // Where a test was busy with other things no flash was shown, but its moment is known from the others.
+        const auto fromFlash = [&](double time) {
+            return std::abs(std::remainder(time - (flashes.empty() ? 0 : flashes.front()), period));
+        };
+        for (const double flash : flashes)
+            EXPECT_LT(fromFlash(flash), 0.001) << "seconds";
         double worst = 0;
-        for (const double click : clicks) {
-            double nearest = 1e9;
-            for (const double flash : flashes)
-                nearest = std::abs(click - flash) < std::abs(nearest) ? click - flash : nearest;
-            worst = std::max(worst, std::abs(nearest));
-        }
+        for (const double click : clicks)
+            worst = std::max(worst, fromFlash(click));
         EXPECT_LT(worst, 0.02) << "seconds";
         RecordProperty("worstMicroseconds", static_cast<int>(worst * 1e6));
         std::cout << clicks.size() << " clicks, " << flashes.size() << " flashes, worst offset " << worst * 1e3
