@@ -50,6 +50,12 @@ def geometry(window):
     return tuple(int(values[key]) for key in ("X", "Y", "WIDTH", "HEIGHT")) if status == 0 else None
 
 
+def record_everything():
+    """The next program records the whole screen."""
+    SETTINGS.parent.mkdir(exist_ok=True)
+    SETTINGS.write_text("Quillet.rangeMode=全屏\n")
+
+
 def place(title):
     """x, y, width, height of the visible window of that title; None when there is none."""
     found = windows(title)
