@@ -103,7 +103,9 @@ protected:
             letDevicesGo();
             server->crashDaemon(); // and the session manager, which has lost its only purpose
         }
-        if (part == Part::daemon && !isTaken) ASSERT_TRUE(server->startDaemon());
+        if (part == Part::daemon && !isTaken) {
+            ASSERT_TRUE(server->startDaemon());
+        }
         if (part == Part::manager && isTaken && wasManaged) server->crashSessionManager();
         if (isManaged() && !wasManaged) {
             ASSERT_TRUE(server->startSessionManager());
@@ -124,6 +126,9 @@ protected:
     /// waits for ever, and links nothing, when it finds one that its predecessor has used.)
     void placeDevices() {
         if (!isManaged()) letDevicesGo();
+        if (has(Part::daemon) && server->directory().nodeNamed("test-microphone")) {
+            ASSERT_TRUE(server->destroyNode("test-microphone")); // the daemon's, which nobody would bring anew
+        }
         if (isManaged() && !headset) headset = server->addSpeakers("headset", 1);
         if (isManaged() && has(Part::microphone) && !voice) startMicrophone();
         if (isManaged() && has(Part::camera) && !camera) plugInCamera();
