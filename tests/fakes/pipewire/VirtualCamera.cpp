@@ -6,6 +6,7 @@
 #include <spa/buffer/meta.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 namespace quillet::testing {
@@ -93,6 +94,12 @@ void VirtualCamera::formatChanged(const spa_pod* parameter) {
     format = parameter ? readFormat(parameter) : std::nullopt;
     painter.reset();
     if (!format) return;
+    if (options.isBusy) {
+        ++refusalCount;
+        format.reset();
+        pw_stream_set_error(stream.get(), -EBUSY, "busy");
+        return;
+    }
     painter.emplace(
         CameraPainter::Options{.format = *format, .turn = options.turn, .paddingBytes = options.paddingBytes});
     ParameterBuilder buffers(SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers);
@@ -159,6 +166,16 @@ void VirtualCamera::setSilent(bool isSilent) {
 void VirtualCamera::setDamaged(bool isDamaged) {
     const PipeWireConnection::Lock lock(*connection);
     options.isDamaged = isDamaged;
+}
+
+void VirtualCamera::setBusy(bool isBusy) {
+    const PipeWireConnection::Lock lock(*connection);
+    options.isBusy = isBusy;
+}
+
+int VirtualCamera::refusals() const {
+    const PipeWireConnection::Lock lock(*connection);
+    return refusalCount;
 }
 
 bool VirtualCamera::isOn() const {

@@ -32,6 +32,7 @@ public:
         std::uint64_t firstNumber = 1;
         bool isSilent = false;  ///< agrees on a format, but never sends a picture
         bool isDamaged = false; ///< sends only the first half of each picture's bytes
+        bool isBusy = false;    ///< offers its formats, but refuses whichever is chosen, as a device that another has
     };
     /// Null when there is no server. Seen by others a moment later.
     [[nodiscard]] static std::unique_ptr<VirtualCamera> make(std::shared_ptr<PipeWireConnection> connection,
@@ -44,6 +45,10 @@ public:
     void change(std::vector<CameraFormat> offers, CameraTurn turn = {});
     void setSilent(bool isSilent);
     void setDamaged(bool isDamaged);
+    /// Ready for the next one who asks.
+    void setBusy(bool isBusy);
+    /// How often it has refused.
+    [[nodiscard]] int refusals() const;
 
     /// Its light is on: somebody watches.
     [[nodiscard]] bool isOn() const;
@@ -71,6 +76,7 @@ private:
     std::optional<CameraPainter> painter;
     bool isStreaming = false;
     std::uint64_t number = 0;
+    int refusalCount = 0;
     std::vector<std::chrono::nanoseconds> times; // of firstNumber and those after it
 };
 
