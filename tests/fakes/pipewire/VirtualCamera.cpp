@@ -55,7 +55,7 @@ bool VirtualCamera::connect() {
         result.state_changed = [](void* self, pw_stream_state, pw_stream_state state, const char*) {
             auto& camera = *static_cast<VirtualCamera*>(self);
             camera.isStreaming = state == PW_STREAM_STATE_STREAMING;
-            if (camera.isStreaming) {
+            if (camera.isStreaming && !camera.options.isStuck) {
                 camera.due = std::chrono::steady_clock::now();
                 camera.schedule();
             } else {
@@ -168,9 +168,9 @@ void VirtualCamera::setDamaged(bool isDamaged) {
     options.isDamaged = isDamaged;
 }
 
-void VirtualCamera::setBusy(bool isBusy) {
+void VirtualCamera::setStuck(bool isStuck) {
     const PipeWireConnection::Lock lock(*connection);
-    options.isBusy = isBusy;
+    options.isStuck = isStuck;
 }
 
 int VirtualCamera::refusals() const {

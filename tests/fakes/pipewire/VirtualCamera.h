@@ -33,6 +33,7 @@ public:
         bool isSilent = false;  ///< agrees on a format, but never sends a picture
         bool isDamaged = false; ///< sends only the first half of each picture's bytes
         bool isBusy = false;    ///< offers its formats, but refuses whichever is chosen, as a device that another has
+        bool isStuck = false;   ///< agrees on a format, but does not begin to send for whoever comes now
     };
     /// Null when there is no server. Seen by others a moment later.
     [[nodiscard]] static std::unique_ptr<VirtualCamera> make(std::shared_ptr<PipeWireConnection> connection,
@@ -45,9 +46,9 @@ public:
     void change(std::vector<CameraFormat> offers, CameraTurn turn = {});
     void setSilent(bool isSilent);
     void setDamaged(bool isDamaged);
-    /// Ready for the next one who asks.
-    void setBusy(bool isBusy);
-    /// How often it has refused.
+    /// For those who come from now on.
+    void setStuck(bool isStuck);
+    /// How often it has been too busy.
     [[nodiscard]] int refusals() const;
 
     /// Its light is on: somebody watches.
