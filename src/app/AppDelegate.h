@@ -30,6 +30,8 @@ public:
     void applicationDidFinishLaunching();
     /// Tears the tools down and quits. Once; also for the signals.
     void terminate();
+    /// The toolkit ends the process because the display is gone. Completes the film and leaves with status 1.
+    [[noreturn]] void endWithoutDisplay();
 
 private:
     [[nodiscard]] AppEnvironment makeEnvironment();

@@ -24,6 +24,8 @@ constexpr int grip = 48;
 constexpr int titleBar = 40;
 /// Window managers place a new window by their own rules, and more than once; what changes after this long is the user.
 constexpr std::chrono::milliseconds placing{1000};
+/// When monitors come or go, the window manager moves windows first, by its own rules.
+constexpr std::chrono::milliseconds screensSettling{200};
 
 std::vector<QRect> usableScreens() {
     std::vector<QRect> parts;
@@ -85,6 +87,18 @@ ControlWindow::ControlWindow(std::shared_ptr<SettingsStore> store) : settings(st
     move(frame.topLeft());
     userHeight = expectedHeight = frame.height();
     resize(frame.size());
+
+    screensSettle.setSingleShot(true);
+    connect(&screensSettle, &QTimer::timeout, this, &ControlWindow::followScreens);
+    const auto settle = [this] { screensSettle.start(screensSettling); };
+    const auto watch = [this, settle](QScreen* each) {
+        connect(each, &QScreen::availableGeometryChanged, this, settle);
+    };
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, watch);
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, settle);
+    connect(qGuiApp, &QGuiApplication::screenRemoved, this, settle);
+    for (QScreen* const each : QGuiApplication::screens())
+        watch(each);
 }
 
 void ControlWindow::fitHeight(int needed) {
@@ -102,6 +116,16 @@ void ControlWindow::fitHeight(int needed) {
     raisedFrom = top;
     raisedTo = placed == top ? std::nullopt : std::optional(placed);
     if (placed != pos().y()) move(pos().x(), placed);
+}
+
+void ControlWindow::followScreens() {
+    if (!isVisible() || isMinimized() || isMaximized() || isFullScreen()) return;
+    QRect frame = onScreen(QRect(pos(), frameGeometry().size()), usableScreens());
+    const QScreen* const at = QGuiApplication::screenAt(frame.center());
+    const QRect usable = (at ? at : screen())->availableGeometry();
+    // The record button is at the bottom.
+    if (frame.bottom() > usable.bottom()) frame.moveTop(std::max(usable.top(), usable.bottom() + 1 - frame.height()));
+    if (frame.topLeft() != pos()) move(frame.topLeft());
 }
 
 void ControlWindow::bringUp() {

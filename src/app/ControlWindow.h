@@ -6,6 +6,7 @@
 #include <QElapsedTimer>
 #include <QMainWindow>
 #include <QRect>
+#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -44,6 +45,8 @@ protected:
 
 private:
     void frameChanged();
+    /// After monitors have come, gone or changed: back to where the user can reach the window.
+    void followScreens();
 
     const std::shared_ptr<SettingsStore> settings;
     QElapsedTimer shownSince;
@@ -52,6 +55,7 @@ private:
     int expectedHeight = 0; ///< any other height is the user's wish
     int raisedFrom = 0;     ///< where it stood before fitHeight() moved it up
     std::optional<int> raisedTo;
+    QTimer screensSettle;
 };
 
 } // namespace quillet

@@ -1,11 +1,11 @@
 #include "app/AppDelegate.h"
+#include "app/Application.h"
 #include "app/QuitSignals.h"
 #include "app/SingleInstance.h"
 #include "app/commandLine.h"
 #include "platform/displayProblem.h"
 #include "selftest/SelfTest.h"
 
-#include <QApplication>
 #include <QIcon>
 #include <span>
 
@@ -46,15 +46,17 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "quillet: %s\n", problem.c_str());
         return 1;
     }
-    QApplication::setApplicationName(QStringLiteral("Quillet"));
-    QApplication::setApplicationVersion(QStringLiteral(QUILLET_VERSION));
-    QApplication::setDesktopFileName(QStringLiteral("org.quillet.Quillet"));
-    const QApplication application(argc, argv);
-    QApplication::setWindowIcon(windowIcon());
+    using quillet::Application;
+    Application::setApplicationName(QStringLiteral("Quillet"));
+    Application::setApplicationVersion(QStringLiteral(QUILLET_VERSION));
+    Application::setDesktopFileName(QStringLiteral("org.quillet.Quillet"));
+    Application application(argc, argv);
+    Application::setWindowIcon(windowIcon());
     std::unique_ptr<quillet::SingleInstance> instance = quillet::SingleInstance::make();
     if (!instance) return 0;
     quillet::AppDelegate delegate(std::move(instance));
+    application.onQuit = [&] { delegate.terminate(); };
     const quillet::QuitSignals quitSignals([&] { delegate.terminate(); });
     delegate.applicationDidFinishLaunching();
-    return QApplication::exec();
+    return Application::exec();
 }

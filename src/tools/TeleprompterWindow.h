@@ -25,6 +25,7 @@ public:
 
 protected:
     [[nodiscard]] std::optional<QRegion> shape() const override;
+    void screensRearranged() override { returnToScreens(); }
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;

@@ -17,7 +17,7 @@
 namespace quillet::testing {
 
 /// Shows the synthetic camera's picture (platform/synthetic), numbered from 1. It is there from make to destruction,
-/// which is how it is unplugged.
+/// which is how it is unplugged. When the server dies it is gone for good, and nothing changes any more.
 ///
 /// Threads: any but the connection's loop.
 class VirtualCamera {
@@ -62,6 +62,7 @@ public:
 private:
     VirtualCamera(std::shared_ptr<PipeWireConnection> line, Options wanted);
     [[nodiscard]] bool connect();
+    void unplug();
     void formatChanged(const spa_pod* parameter);
     void send();
     void schedule();
@@ -79,6 +80,7 @@ private:
     std::uint64_t number = 0;
     int refusalCount = 0;
     std::vector<std::chrono::nanoseconds> times; // of firstNumber and those after it
+    PipeWireConnection::Subscription subscription;
 };
 
 } // namespace quillet::testing
