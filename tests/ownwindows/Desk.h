@@ -3,6 +3,7 @@
 
 #include "platform/x11/WindowRedirection.h"
 #include "tests/fakes/FrameReceiver.h"
+#include "tests/fakes/x11/ExtensionHider.h"
 #include "tests/fakes/x11/VirtualXServer.h"
 #include "tests/fakes/x11/XPainter.h"
 #include "tests/ownwindows/FrameJudge.h"
@@ -27,6 +28,8 @@ struct DeskOptions {
     Wallpaper wallpaper = Wallpaper::picture;
     std::vector<std::string> serverArguments = {};
     Redirects redirects = Redirects::beforeTheFirstWindow;
+    /// One that the recording shall not find; its server must lack MIT-SHM.
+    std::string hiddenExtension = {};
     int monitorCount = 1; ///< 2: the right half is the second one
 };
 
@@ -88,6 +91,7 @@ public:
     Setup setup;
     DeskOptions options;
     std::unique_ptr<VirtualXServer> server;
+    std::unique_ptr<ExtensionHider> hider; // null: nothing is hidden
     std::unique_ptr<XPainter> session;
     std::unique_ptr<RunningSetup> running;
     std::shared_ptr<WindowRedirection> redirection; // shared with the recording, as in the program

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string_view>
-
 #include <unistd.h>
 
 namespace quillet::testing {
@@ -238,17 +236,11 @@ const std::vector<StaticState>& everyState() {
     return states;
 }
 
-/// Every second time the picture beneath ours then is not the display's; docs/testing-own-windows.md lists it.
-bool isKnownToFail(const Setup& setup, const StaticState& state) {
-    return setup.name == "picom" && std::string_view(state.name) == "hundredsOfWindows";
-}
-
 std::vector<StaticCase> chosenCases() {
     std::vector<StaticCase> cases;
     for (const Setup& setup : chosenSetups())
         for (const StaticState& state : everyState())
-            if ((setup.states == StatesTried::all || state.isTriedEverywhere) && !isKnownToFail(setup, state))
-                cases.emplace_back(setup, state);
+            if ((setup.states == StatesTried::all || state.isTriedEverywhere)) cases.emplace_back(setup, state);
     return cases;
 }
 
