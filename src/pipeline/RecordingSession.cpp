@@ -61,7 +61,8 @@ std::shared_ptr<RecordingSession> RecordingSession::make(const RecordingOptions&
     const RecordingEnvironment& surroundings = session->environment;
     const std::tm local = surroundings.localTime ? surroundings.localTime() : systemLocalTime();
     session->output = surroundings.desktopFolder / recordingFileName(local);
-    session->writer = RecordingWriter::make(session->output, cropRect.size(), options.fps, options.quality, error);
+    session->writer = RecordingWriter::make(session->output, cropRect.size(), options.fps, options.quality, error,
+                                            surroundings.openFile);
     if (!session->writer) return nullptr;
 
     session->mixer = AudioMixer::make();

@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -59,6 +60,8 @@ public:
     void abandon();
 
     [[nodiscard]] const std::optional<Error>& error() const { return failure; }
+    /// Where the finished file is.
+    [[nodiscard]] std::filesystem::path place() const { return file.place(); }
 
 private:
     void take(const EncodedPicture& picture);

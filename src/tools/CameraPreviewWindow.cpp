@@ -156,10 +156,7 @@ void CameraPreviewView::mouseReleaseEvent(QMouseEvent* event) {
 
 // A bubble whose screen has gone comes back into sight.
 void CameraPreviewView::screensRearranged() {
-    const Screen* screen = holdingScreen();
-    if (!screen || screens().list.containing(frame().centre())) return;
-    setFrame(moveWithin(frame(), 0, 0, screen->frame));
-    if (onFrameCommitted) onFrameCommitted(frame());
+    if (returnToScreens() && onFrameCommitted) onFrameCommitted(frame());
 }
 
 CameraPreviewController::CameraPreviewController(BubbleDiameterStore diameterStore)

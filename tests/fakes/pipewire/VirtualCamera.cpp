@@ -41,7 +41,13 @@ std::unique_ptr<VirtualCamera> VirtualCamera::make(std::shared_ptr<PipeWireConne
 }
 
 VirtualCamera::~VirtualCamera() {
+    subscription = {};
     const PipeWireConnection::Lock lock(*connection);
+    unplug();
+}
+
+void VirtualCamera::unplug() {
+    isStreaming = false;
     timer.reset();
     hook.remove();
     stream.reset();
@@ -68,6 +74,8 @@ bool VirtualCamera::connect() {
         return result;
     }();
     if (!connection->core()) return false;
+    // The library takes a dead server's streams down with it.
+    subscription = connection->listen({.onLost = [this] { unplug(); }});
     timer.emplace(connection->loop(), [this] {
         schedule();
         if (!options.isSilent) pw_stream_trigger_process(stream.get());
@@ -146,6 +154,7 @@ void VirtualCamera::change(std::vector<CameraFormat> offers, CameraTurn turn) {
     const PipeWireConnection::Lock lock(*connection);
     options.offers = std::move(offers);
     options.turn = turn;
+    if (!stream) return;
     const std::vector<SpaPod> pods = podsOf(options.offers);
     std::vector<const spa_pod*> parameters = pointersTo(pods);
     pw_stream_update_params(stream.get(), parameters.data(), static_cast<std::uint32_t>(parameters.size()));

@@ -17,7 +17,7 @@
 namespace quillet::testing {
 
 /// Shows the synthetic camera's picture (platform/synthetic), numbered from 1. It is there from make to destruction,
-/// which is how it is unplugged.
+/// which is how it is unplugged. When the server dies it is gone for good, and nothing changes any more.
 ///
 /// Threads: any but the connection's loop.
 class VirtualCamera {
@@ -56,6 +56,7 @@ public:
 private:
     VirtualCamera(std::shared_ptr<PipeWireConnection> line, Options wanted);
     [[nodiscard]] bool connect();
+    void unplug();
     void formatChanged(const spa_pod* parameter);
     void send();
     void schedule();
@@ -72,6 +73,7 @@ private:
     bool isStreaming = false;
     std::uint64_t number = 0;
     std::vector<std::chrono::nanoseconds> times; // of firstNumber and those after it
+    PipeWireConnection::Subscription subscription;
 };
 
 } // namespace quillet::testing
