@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string_view>
+
 #include <unistd.h>
 
 namespace quillet::testing {
