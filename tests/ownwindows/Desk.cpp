@@ -95,7 +95,7 @@ void Desk::setWallpaper(Wallpaper wallpaper, std::uint32_t seed) {
         height = options.height;
     }
     const std::uint32_t grey = 0x606060;
-    if (wallpaper == Wallpaper::colour || wallpaper == Wallpaper::withoutProperty) {
+    if (wallpaper != Wallpaper::picture && wallpaper != Wallpaper::tiles) {
         xcb_delete_property(c, session->root(), session->atom("_XROOTPMAP_ID"));
         xcb_change_window_attributes(c, session->root(), XCB_CW_BACK_PIXEL, &grey);
     }
@@ -104,10 +104,12 @@ void Desk::setWallpaper(Wallpaper wallpaper, std::uint32_t seed) {
         xcb_create_pixmap(c, 24, pixmap, session->root(), static_cast<std::uint16_t>(width),
                           static_cast<std::uint16_t>(height));
         putNoise(*session, pixmap, width, height, seed);
-        xcb_change_window_attributes(c, session->root(), XCB_CW_BACK_PIXMAP, &pixmap);
+        const bool isHeeded = wallpaper != Wallpaper::propertyThatNobodyHeeds;
+        if (isHeeded) xcb_change_window_attributes(c, session->root(), XCB_CW_BACK_PIXMAP, &pixmap);
         if (wallpaper != Wallpaper::withoutProperty)
-            xcb_change_property(c, XCB_PROP_MODE_REPLACE, session->root(), session->atom("_XROOTPMAP_ID"),
-                                XCB_ATOM_PIXMAP, 32, 1, &pixmap);
+            xcb_change_property(c, XCB_PROP_MODE_REPLACE, session->root(),
+                                session->atom(isHeeded ? "_XROOTPMAP_ID" : "ESETROOT_PMAP_ID"), XCB_ATOM_PIXMAP, 32, 1,
+                                &pixmap);
     }
     xcb_clear_area(c, 0, session->root(), 0, 0, 0, 0);
     session->sync();

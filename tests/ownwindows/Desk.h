@@ -20,7 +20,8 @@
 namespace quillet::testing {
 
 enum class Redirects { beforeTheFirstWindow, withTheRecording };
-enum class Wallpaper { picture, tiles, colour, withoutProperty };
+/// The last: a colour, while a property that compositing managers do not heed names something else.
+enum class Wallpaper { picture, tiles, colour, withoutProperty, propertyThatNobodyHeeds };
 
 struct DeskOptions {
     int width = 640;

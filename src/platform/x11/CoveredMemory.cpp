@@ -12,6 +12,7 @@ void CoveredMemory::begin(const QRegion& shown) {
 void CoveredMemory::changeScreen(const QRegion& part, Clock::time_point now) {
     stale += (part & area) - own;
     changed.draw(part, now);
+    changed.settle(now);
 }
 
 void CoveredMemory::changeGround(const QRegion& part, Clock::time_point now) {

@@ -34,6 +34,8 @@ public:
     [[nodiscard]] QRegion toRebuild() const { return stale & own; }
     [[nodiscard]] bool isCurrent() const { return stale.isEmpty(); }
     [[nodiscard]] const QRegion& covered() const { return own; } ///< our windows' region inside the area
+    /// Where windows of others have changed so recently that the screen may show something else.
+    [[nodiscard]] const QRegion& unsettled() const { return changed.places(); }
     /// The picture shows it all.
     void bringUpToDate() { stale = {}; }
 

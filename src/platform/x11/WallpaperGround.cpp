@@ -247,7 +247,8 @@ xcb_render_picture_t WallpaperGround::picture(Compositing compositing) {
     if (isCurrent && madeFor == compositing) return paint;
     release();
     if (!readRootSize()) return 0;
-    if (compositing != madeFor || managedSince == Clock::time_point()) {
+    // One that was there from the beginning has drawn already.
+    if (madeFor && compositing != *madeFor) {
         custom = Custom::unknown;
         managedSince = Clock::now();
     }

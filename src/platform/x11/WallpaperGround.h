@@ -64,7 +64,7 @@ private:
     const XConnection& connection;
     const PictureFormats& formats;
     bool isCurrent = false;
-    Compositing madeFor = Compositing::byServer;
+    std::optional<Compositing> madeFor;
     Source source = Source::none;
     int width = 0; // of the root
     int height = 0;
@@ -77,7 +77,7 @@ private:
     int namedWidth = 0;
     int namedHeight = 0;
     Custom custom = Custom::unknown;
-    Clock::time_point managedSince;
+    Clock::time_point managedSince; // the beginning of time: from before
     Clock::time_point turnedAt;
 };
 

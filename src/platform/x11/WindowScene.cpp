@@ -242,7 +242,8 @@ bool WindowScene::wasPainted(const QRegion& part) const {
 
 bool WindowScene::learn(const FetchedPixels& piece, const CoveredMemory& memory) {
     if (!wallpaper.isCurious()) return false;
-    QRegion bare = QRegion(toQRect(piece.rect)) - memory.covered();
+    // Windows that have gone may still be fading.
+    QRegion bare = QRegion(toQRect(piece.rect)) - memory.covered() - grown(memory.unsettled(), OwnRegion::shadowMargin);
     for (const std::uint32_t id : watch.stack().order()) {
         const StackedWindow& window = *watch.stack().find(id);
         if (window.isVisible()) bare -= toQRect(window.outer.grownBy(OwnRegion::shadowMargin));
