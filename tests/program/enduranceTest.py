@@ -20,7 +20,7 @@ from a11y import Panel
 START, STOP = "●  开始录制", "■  停止录制"
 MOST_OFFSET = 0.02
 MOST_SILENT = 1.0  # seconds until the panel answers
-MOST_GROWTH = 3 << 20  # bytes in an hour: the film's index alone takes up to two
+MOST_GROWTH = 12 << 20  # bytes in an hour: the film's index takes 1 KB a second, 3.5 MiB, in lists that grow by doubling
 SETTLING = 120  # seconds before memory counts: pools, caches, the allocator's own
 
 
