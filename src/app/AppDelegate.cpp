@@ -33,6 +33,8 @@ namespace {
 /// The file can be played at any moment, so a writer that hangs (a network folder that went away) is not waited for
 /// long.
 constexpr std::chrono::seconds patienceAtExit{5};
+/// A window that starts minimised is not painted, and the tools are wanted all the same.
+constexpr std::chrono::milliseconds patienceAtStart{1000};
 
 /// A folder that has not answered by then counts as one that cannot be written to.
 constexpr std::chrono::seconds patienceWithFolder{5};
@@ -126,6 +128,7 @@ void AppDelegate::connectView() {
     // A control that hears nothing goes back to what it showed before.
     const auto shows = [this](auto action) {
         return [this, action](auto... value) {
+            launchModel();
             (model.get()->*action)(value...);
             showModel();
         };
@@ -145,7 +148,14 @@ void AppDelegate::connectView() {
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
+    // The tools are windows of their own, whose making takes longer than the first picture of the panel.
+    controlWindow->onFirstPainted = [this] { launchModel(); };
     controlWindow->bringUp();
+    QTimer::singleShot(patienceAtStart, controlWindow.get(), [this] { launchModel(); });
+}
+
+void AppDelegate::launchModel() {
+    if (isEnding || std::exchange(isLaunched, true)) return;
     model->onLaunch();
 }
 

@@ -145,6 +145,18 @@ void ControlWindow::moveEvent(QMoveEvent* event) {
     frameChanged();
 }
 
+void ControlWindow::paintEvent(QPaintEvent* event) {
+    QMainWindow::paintEvent(event);
+    if (std::exchange(isPainted, true)) return;
+    // The window itself is painted before what is in it; all of it is on the screen in the event loop's next turn.
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            if (onFirstPainted) onFirstPainted();
+        },
+        Qt::QueuedConnection);
+}
+
 void ControlWindow::resizeEvent(QResizeEvent* event) {
     QMainWindow::resizeEvent(event);
     frameChanged();

@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 #include "app/Application.h"
+#include "app/ApplicationColours.h"
 #include "app/QuitSignals.h"
 #include "app/SingleInstance.h"
 #include "app/commandLine.h"
@@ -10,6 +11,7 @@
 #include <span>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -26,6 +28,13 @@ QIcon windowIcon() {
     for (const int size : {16, 24, 32, 48, 64, 128})
         icon.addFile(QStringLiteral(":/icons/%1.png").arg(size), {size, size});
     return icon;
+}
+
+/// A write that is not possible is that write's failure, not the program's end. The signals are not ignored, for other
+/// programs that this one starts would inherit that.
+void surviveFailedWrites() {
+    for (const int number : {SIGPIPE, SIGXFSZ})
+        std::signal(number, [](int) {});
 }
 
 /// Nothing that is made from here on can be written by everybody, however carelessly the session was set up; who may
@@ -66,11 +75,14 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "quillet: %s\n", problem.c_str());
         return 1;
     }
+    surviveFailedWrites();
     using quillet::Application;
     Application::setApplicationName(QStringLiteral("Quillet"));
     Application::setApplicationVersion(QStringLiteral(QUILLET_VERSION));
     Application::setDesktopFileName(QStringLiteral("org.quillet.Quillet"));
     Application application(argc, argv);
+    // First, so that the desktop has answered when the window is ready to be painted.
+    const quillet::ApplicationColours colours;
     Application::setWindowIcon(windowIcon());
     std::unique_ptr<quillet::SingleInstance> instance = quillet::SingleInstance::make();
     if (!instance) return 0;

@@ -50,6 +50,15 @@ def geometry(window):
     return tuple(int(values[key]) for key in ("X", "Y", "WIDTH", "HEIGHT")) if status == 0 else None
 
 
+def colours_at(x, y, width, height):
+    """The pixels of that part of the screen, row by row, as (red, green, blue)."""
+    pixels = subprocess.run(
+        ["ffmpeg", "-loglevel", "error", "-f", "x11grab", "-draw_mouse", "0", "-video_size", f"{width}x{height}", "-i",
+         f"{os.environ['DISPLAY']}+{x},{y}", "-frames:v", "1", "-f", "rawvideo", "-pix_fmt", "rgb24", "-"],
+        capture_output=True, check=True, timeout=60).stdout
+    return [tuple(pixels[place : place + 3]) for place in range(0, len(pixels), 3)]
+
+
 def record_everything():
     """The next program records the whole screen."""
     SETTINGS.parent.mkdir(exist_ok=True)
