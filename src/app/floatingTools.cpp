@@ -43,7 +43,8 @@ public:
                       .write =
                           [settings](double diameter) {
                               settings->write({{BubbleDiameterStore::key, diameter}});
-                          }}),
+                          }},
+                     manager->circles()),
           camera(std::move(manager)) {
         controller.view.onLiveMove = [this](const Rect& frame) {
             if (onLiveMove) onLiveMove(frame);

@@ -11,6 +11,7 @@
 #include <span>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -27,6 +28,13 @@ QIcon windowIcon() {
     for (const int size : {16, 24, 32, 48, 64, 128})
         icon.addFile(QStringLiteral(":/icons/%1.png").arg(size), {size, size});
     return icon;
+}
+
+/// A write that is not possible is that write's failure, not the program's end. The signals are not ignored, for other
+/// programs that this one starts would inherit that.
+void surviveFailedWrites() {
+    for (const int number : {SIGPIPE, SIGXFSZ})
+        std::signal(number, [](int) {});
 }
 
 /// Nothing that is made from here on can be written by everybody, however carelessly the session was set up; who may
@@ -67,6 +75,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "quillet: %s\n", problem.c_str());
         return 1;
     }
+    surviveFailedWrites();
     using quillet::Application;
     Application::setApplicationName(QStringLiteral("Quillet"));
     Application::setApplicationVersion(QStringLiteral(QUILLET_VERSION));

@@ -56,7 +56,8 @@ std::shared_ptr<RecordingSession> RecordingSession::make(const RecordingOptions&
         if (error) *error = systemError("frames of the recording's size", ENOMEM);
         return nullptr;
     }
-    session->compositor = std::make_unique<Compositor>(cropRect, options.mirrorCamera, options.beautify);
+    session->compositor = std::make_unique<Compositor>(cropRect, options.mirrorCamera, options.beautify,
+                                                       session->camera ? session->camera->circles() : nullptr);
 
     const RecordingEnvironment& surroundings = session->environment;
     const std::tm local = surroundings.localTime ? surroundings.localTime() : systemLocalTime();

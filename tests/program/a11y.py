@@ -67,6 +67,10 @@ class Panel:
         assert node, f"no {kind} {name!r} among {self.names(kind)}"
         return node
 
+    def status(self, beginning):
+        """The label that begins so, as it is now; None when there is none."""
+        return next((name for name in self.names("label") if name.startswith(beginning)), None)
+
     def press(self, kind, name):
         # The accessible itself implements the interface, as its class.
         assert Atspi.Action.do_action(self.await_(kind, name), 0), name

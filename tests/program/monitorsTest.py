@@ -41,12 +41,14 @@ class Monitors(Case):
         """The left one, which is the primary one, and the right one; the screen has its whole size."""
         run("xrandr", "--newmode", "small", "30", "1024", "1048", "1184", "1344", "700", "703", "709", "750")
         run("xrandr", "--addmode", "screen", "small")
-        for name in ("left", "right", "other"):
+        for name in ("left", "right"):
             run("xrandr", "--delmonitor", name)
         if geometry_of_root() != WHOLE[2:]:
             xrandr("--output", "screen", "--mode", "1600x900")
-        monitor("*left", LEFT, "screen")
+        # In this order, so that no place of the right one is without a monitor for a moment.
         monitor("right", RIGHT, "none")
+        monitor("*left", LEFT, "screen")
+        run("xrandr", "--delmonitor", "other")
 
     def unplug_left(self):
         """Another one, in the right one's place, gets the output, and a monitor that has lost its own is no more."""

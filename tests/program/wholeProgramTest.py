@@ -5,10 +5,14 @@ film, picture by picture, against what stood on the screen.
 """
 import os
 import pathlib
+import resource
+import socket
+import struct
 import unittest
 
 from a11y import Panel
 from filmed import SQUARE, edge_colours_of_film, edge_colours_on_screen, pictures_of_film, screen_picture
+from heldThreads import Held
 from outside import (BUBBLE, MOVE, OUTLINE, RESIZE, SCRIPT, SETTINGS, Case, centre, drag, films, geometry, is_finished, place,
                      run)
 
@@ -240,6 +244,58 @@ class WholeProgram(Case):
                       "csv=p=0", str(film))[1].split()
         self.assertIn("aac,48000,2", streams)
         self.assertEqual(len(streams), 2)
+
+
+class Status(Case):
+    """The words that are there for a moment only, or when something is wrong."""
+
+    def open(self):
+        program, _ = self.start(QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
+        self.panel = Panel(program.pid)
+        return program
+
+    def test_tellsThatAFilmIsBeingCompleted(self):
+        program = self.open()
+        self.panel.press("button", START)
+        self.panel.await_("button", STOP)
+        with Held(program.pid, "quillet.writer"):
+            self.panel.press("button", STOP)
+            self.panel.await_("label", "正在导出…")
+            self.assertFalse(is_finished(films()[0]))
+        self.panel.await_("label", f"已保存：{films()[0].name}（桌面）")
+
+    def test_tellsWhyNoRecordingBegins(self):
+        program = self.open()
+        display = os.environ["DISPLAY"].lstrip(":")
+        guests = []
+        try:
+            # The server takes so many programs and no more.
+            while True:
+                guests.append(socket.socket(socket.AF_UNIX))
+                guests[-1].connect(f"/tmp/.X11-unix/X{display}")
+                guests[-1].sendall(struct.pack("<BxHHHH2x", ord("l"), 11, 0, 0, 0))
+                if guests[-1].recv(1) != b"\1":
+                    break
+            self.panel.press("button", START)
+            status = self.until(lambda: self.panel.status("启动失败："), f"no word of it: {self.panel.names('label')}")
+            self.assertGreater(len(status), len("启动失败："), "it does not say why")
+            self.assertTrue(self.panel.find("button", START))
+            self.assertEqual(films(), [])
+        finally:
+            for guest in guests:
+                guest.close()
+        self.assertTrue(program.is_running())
+
+    def test_tellsWhyAFilmIsNotWhole(self):
+        program = self.open()
+        self.panel.press("button", START)
+        self.panel.await_("button", STOP)
+        # Nothing can be written any more.
+        resource.prlimit(program.pid, resource.RLIMIT_FSIZE, (1, 1))
+        status = self.until(lambda: self.panel.status("导出失败："), f"no word of it: {self.panel.names('label')}")
+        self.assertGreater(len(status), len("导出失败："), "it does not say why")
+        self.panel.await_("button", START)
+        self.assertTrue(program.is_running())
 
 
 class WithoutDevices(Case):

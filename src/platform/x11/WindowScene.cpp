@@ -131,6 +131,7 @@ void WindowScene::requestDamage(const CoveredMemory& memory) {
     for (const std::uint32_t id : announced) {
         const StackedWindow* const window = watch.stack().find(id);
         if (!window || !window->isVisible()) continue;
+        drawnOver[0] += QRegion(toQRect(window->outer)) - window->place();
         if (window->isOwn) {
             ownRepainted = true;
             damage.drop(id);
@@ -203,7 +204,9 @@ void WindowScene::noteBackground(CoveredMemory& memory, const QRegion& screenDam
                                  Clock::time_point now) {
     bool changed = watch.takeWallpaperNews();
     if (!changed && compositing == Compositing::byServer && !memory.covered().isEmpty()) {
-        QRegion bare = screenDamage - memory.covered() - moved;
+        // The server counts a drawing into a window as its whole rectangle on the screen, also where the window's shape
+        // leaves that out. It may do so a little later than the drawing itself.
+        QRegion bare = screenDamage - memory.covered() - moved - drawnOver[0] - drawnOver[1];
         const std::vector<std::uint32_t>& order = watch.stack().order();
         for (auto id = order.rbegin(); id != order.rend() && !bare.isEmpty(); ++id) {
             const StackedWindow& window = *watch.stack().find(*id);
@@ -211,6 +214,7 @@ void WindowScene::noteBackground(CoveredMemory& memory, const QRegion& screenDam
         }
         changed = !bare.isEmpty();
     }
+    drawnOver = {QRegion(), drawnOver[0]};
     if (!changed) return;
     wallpaper.invalidate();
     memory.changeGround(memory.covered(), now);

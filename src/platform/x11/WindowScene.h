@@ -18,6 +18,7 @@
 #include <QRegion>
 #include <xcb/xcb.h>
 
+#include <array>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -97,6 +98,9 @@ private:
     bool mustCover = true;     ///< our region is to be computed anew
     bool mustDistrust = false; ///< and everything in it to be drawn anew
     bool ownRepainted = false;
+    /// What the shape of windows leaves out of their rectangles that were drawn into: since the last look at the
+    /// background, and before that.
+    std::array<QRegion, 2> drawnOver;
 };
 
 } // namespace quillet

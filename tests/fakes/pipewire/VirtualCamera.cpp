@@ -6,6 +6,7 @@
 #include <spa/buffer/meta.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 namespace quillet::testing {
@@ -60,7 +61,7 @@ bool VirtualCamera::connect() {
         result.state_changed = [](void* self, pw_stream_state, pw_stream_state state, const char*) {
             auto& camera = *static_cast<VirtualCamera*>(self);
             camera.isStreaming = state == PW_STREAM_STATE_STREAMING;
-            if (camera.isStreaming) {
+            if (camera.isStreaming && !camera.options.isStuck) {
                 camera.due = std::chrono::steady_clock::now();
                 camera.schedule();
             } else {
@@ -101,6 +102,12 @@ void VirtualCamera::formatChanged(const spa_pod* parameter) {
     format = parameter ? readFormat(parameter) : std::nullopt;
     painter.reset();
     if (!format) return;
+    if (options.isBusy) {
+        ++refusalCount;
+        format.reset();
+        pw_stream_set_error(stream.get(), -EBUSY, "busy");
+        return;
+    }
     painter.emplace(
         CameraPainter::Options{.format = *format, .turn = options.turn, .paddingBytes = options.paddingBytes});
     ParameterBuilder buffers(SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers);
@@ -168,6 +175,16 @@ void VirtualCamera::setSilent(bool isSilent) {
 void VirtualCamera::setDamaged(bool isDamaged) {
     const PipeWireConnection::Lock lock(*connection);
     options.isDamaged = isDamaged;
+}
+
+void VirtualCamera::setStuck(bool isStuck) {
+    const PipeWireConnection::Lock lock(*connection);
+    options.isStuck = isStuck;
+}
+
+int VirtualCamera::refusals() const {
+    const PipeWireConnection::Lock lock(*connection);
+    return refusalCount;
 }
 
 bool VirtualCamera::isOn() const {
