@@ -29,8 +29,10 @@ namespace {
 constexpr std::size_t pictureCapacity = 3;
 // Sound waiting for it: far more than any stall that a recording survives.
 constexpr std::int64_t soundCapacitySamples = 10 * AacEncoder::sampleRate;
-// With more of it waiting, pictures have to: on a machine that is too slow a lost picture is less than lost sound.
-constexpr std::int64_t soundRushSamples = 2 * AacEncoder::sampleRate;
+// With more of it waiting, pictures have to: on a machine that is too slow a lost picture is less than lost sound, and
+// what waits is lost when the process is killed. Sound takes a hundredth of the time that pictures do, so they wait for
+// moments.
+constexpr std::int64_t soundRushSamples = AacEncoder::sampleRate / 4;
 
 /// One picture to be encoded: a new frame, or without one the last picture again.
 struct QueuedPicture {

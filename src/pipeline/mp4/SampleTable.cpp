@@ -5,7 +5,7 @@
 
 namespace quillet::mp4 {
 
-void SampleTable::addRun(std::vector<Run>& runs, std::int64_t ticks) {
+void SampleTable::addRun(std::deque<Run>& runs, std::int64_t ticks) {
     // A single picture that stands longer than 32 bits of ticks (over an hour in microseconds) is cut there.
     const auto length =
         static_cast<std::uint32_t>(std::clamp<std::int64_t>(ticks, 0, std::numeric_limits<std::uint32_t>::max()));
@@ -29,7 +29,7 @@ void SampleTable::addChunk(std::uint64_t offset, std::uint32_t samples) { chunks
 
 void SampleTable::write(BoxWriter& out, std::int64_t endTicks) const {
     out.fullBox("stts", 0, 0, [&] {
-        std::vector<Run> runs = durations;
+        std::deque<Run> runs = durations;
         if (!sizes.empty()) addRun(runs, endTicks - last);
         out.u32(static_cast<std::uint32_t>(runs.size()));
         for (const Run& run : runs) {

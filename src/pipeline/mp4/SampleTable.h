@@ -5,8 +5,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <optional>
-#include <vector>
 
 namespace quillet::mp4 {
 
@@ -42,15 +42,16 @@ private:
         std::uint32_t samples;
     };
 
-    static void addRun(std::vector<Run>& runs, std::int64_t ticks);
+    static void addRun(std::deque<Run>& runs, std::int64_t ticks);
 
     Sync sync;
     std::int64_t first = 0;
     std::int64_t last = 0;
-    std::vector<std::uint32_t> sizes;
-    std::vector<Run> durations;             // of all samples but the last
-    std::vector<std::uint32_t> syncSamples; // counted from 1
-    std::vector<Chunk> chunks;
+    // Deques: they grow without ever being copied, so a long recording leaves no holes in the memory.
+    std::deque<std::uint32_t> sizes;
+    std::deque<Run> durations;             // of all samples but the last
+    std::deque<std::uint32_t> syncSamples; // counted from 1
+    std::deque<Chunk> chunks;
 };
 
 } // namespace quillet::mp4

@@ -85,14 +85,15 @@ void CleanPicture::show(const PixelRect& shown) {
     if (scene) scene->show(area);
 }
 
-void CleanPicture::collectDamage() {
+void CleanPicture::collectDamage(const Hooks& hooks) {
     damage->request();
     if (scene) scene->requestDamage(memory);
     const QRegion screenDamage = damage->collect(toQRect(area));
-    if (scene)
-        scene->update(memory, screenDamage);
-    else
-        memory.changeScreen(screenDamage);
+    if (!scene) return memory.changeScreen(screenDamage, Clock::now());
+    scene->collectDamage();
+    // What windows have gone through before they answered tells what the answers are worth.
+    hooks.drainEvents();
+    scene->update(memory, screenDamage);
 }
 
 void CleanPicture::requestPixels() {
@@ -117,7 +118,7 @@ void CleanPicture::requestPixels() {
 CleanPicture::Result CleanPicture::fetch(const Hooks& hooks) {
     for (int attempt = 0; attempt < mostAttempts; ++attempt) {
         hooks.drainEvents();
-        collectDamage();
+        collectDamage(hooks);
         requestPixels();
         hooks.request();
         const RootFetch::Result result = pixels->collect();
@@ -127,17 +128,17 @@ CleanPicture::Result CleanPicture::fetch(const Hooks& hooks) {
         hooks.drainEvents();
         if (scene) scene->refresh();
         if (!isUsable(attempt)) continue;
-        // What was drawn before the background was known is drawn again; in the first tick, that is.
-        if (!learnsBackground() || rebuilt.isEmpty()) return Result::complete;
+        if (!learnsBackground() || memory.toRebuild().isEmpty()) return Result::complete;
     }
     return Result::unsettled;
 }
 
 bool CleanPicture::learnsBackground() {
-    bool isFirst = false;
+    bool isNews = false;
     for (const FetchedPixels& piece : pixels->arrived())
-        if (scene && piece.fromRoot && scene->learn(piece, memory)) isFirst = true;
-    return isFirst;
+        if (scene && piece.fromRoot && scene->learn(piece, memory)) isNews = true;
+    if (isNews) memory.changeGround(memory.covered(), Clock::now());
+    return isNews;
 }
 
 bool CleanPicture::isUsable(int attempt) const {

@@ -75,10 +75,11 @@ public:
 
 private:
     explicit CleanPicture(const XConnection& connection);
-    void collectDamage();
+    void collectDamage(const Hooks& hooks);
     void requestPixels();
     [[nodiscard]] bool isUsable(int attempt) const;
-    /// From pixels that may be used. True when they tell the first that is known of a background.
+    /// From pixels that may be used. True when they tell of a background that was not known: what was drawn with
+    /// another one is then out of date.
     bool learnsBackground();
 
     const XConnection& connection;

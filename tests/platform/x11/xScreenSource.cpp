@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <xcb/shape.h>
 
 #include <filesystem>
 #include <fstream>
@@ -311,6 +312,49 @@ TEST(XScreenSource, makesNoFrameOfARepaintThatChangesNothing) {
     const std::optional<PixelRegion> damage = screen.receiver.damageOf(count + 1);
     ASSERT_TRUE(damage.has_value());
     EXPECT_LE(damage->bounds().area(), 128 * 32) << "though the whole window was painted, only a tile or two differ";
+}
+
+/// The windows that have been created on the root since the last call.
+int windowsCreated(const XPainter& watcher) {
+    watcher.sync();
+    int count = 0;
+    while (const auto event = owned(xcb_poll_for_event(watcher.xcb())))
+        if ((event->response_type & 0x7f) == XCB_CREATE_NOTIFY) ++count;
+    return count;
+}
+
+// The server has the root drawn by way of a window of the source's.
+TEST(XScreenSource, looksAtTheBackgroundAgainWhenItChangesAndNotWhenARoundWindowOfOursIsRepainted) {
+    XScreen screen;
+    XPainter own(screen.server->displayName());
+    const std::size_t bubble = own.addWindow({200, 150, 120, 120}, 1);
+    const auto tree = owned(xcb_query_tree_reply(own.xcb(), xcb_query_tree(own.xcb(), own.root()), nullptr));
+    ASSERT_TRUE(tree && xcb_query_tree_children_length(tree.get()) == 1);
+    const xcb_rectangle_t cross[] = {{40, 0, 40, 40}, {0, 40, 120, 40}, {40, 80, 40, 40}};
+    xcb_shape_rectangles(own.xcb(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_YX_BANDED,
+                         xcb_query_tree_children(tree.get())[0], 0, 0, 3, cross);
+    own.sync();
+    const XPainter watcher(screen.server->displayName());
+    const std::uint32_t structure = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    xcb_change_window_attributes(watcher.xcb(), watcher.root(), XCB_CW_EVENT_MASK, &structure);
+    const Size size{640, 480};
+    FrameReceiver& receiver = screen.receiver;
+    ASSERT_TRUE(receiver.start(xScreenSourceFactory({.displayName = screen.server->displayName(),
+                                                     .ownClients = {XClientResources::of(own.xcb())}}),
+                               own.monitors().front().id, size));
+    ASSERT_TRUE(receiver.waitForCount(1));
+    const std::uint32_t other = 0x204060;
+    xcb_change_window_attributes(own.xcb(), own.root(), XCB_CW_BACK_PIXEL, &other);
+    xcb_clear_area(own.xcb(), 0, own.root(), 0, 0, 0, 0);
+    own.sync();
+    EXPECT_TRUE(eventually([&] { return windowsCreated(watcher) > 0; }));
+    EXPECT_TRUE(receiver.waitFor([](const Picture& seen) { return seen.at(260, 210) == 0x204060; }));
+    for (std::uint32_t picture = 2; picture < 30; ++picture) {
+        const std::uint64_t count = receiver.count();
+        own.repaint(bubble, picture);
+        ASSERT_TRUE(receiver.waitForCount(count + 1)) << "a repaint of ours is a frame";
+    }
+    EXPECT_EQ(windowsCreated(watcher), 0);
 }
 
 std::uint64_t wakeups(pid_t thread) {
