@@ -79,6 +79,12 @@ inline void setTimer(pw_loop* loop, spa_source* timer, timespec delay) {
     pw_loop_update_timer(loop, timer, &delay, nullptr, false);
 }
 
+/// Calls when the descriptor, which stays the caller's, can be read. Null when the process is out of descriptors.
+[[nodiscard]] inline spa_source* addReadable(pw_loop* loop, int descriptor, spa_source_io_func_t onReadable,
+                                             void* data) {
+    return pw_loop_add_io(loop, descriptor, SPA_IO_IN, false, onReadable, data);
+}
+
 inline void removeSource(pw_loop* loop, spa_source* source) { pw_loop_destroy_source(loop, source); }
 
 } // namespace quillet

@@ -7,7 +7,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <xcb/shape.h>
 
+#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -313,6 +315,49 @@ TEST(XScreenSource, makesNoFrameOfARepaintThatChangesNothing) {
     EXPECT_LE(damage->bounds().area(), 128 * 32) << "though the whole window was painted, only a tile or two differ";
 }
 
+/// The windows that have been created on the root since the last call.
+int windowsCreated(const XPainter& watcher) {
+    watcher.sync();
+    int count = 0;
+    while (const auto event = owned(xcb_poll_for_event(watcher.xcb())))
+        if ((event->response_type & 0x7f) == XCB_CREATE_NOTIFY) ++count;
+    return count;
+}
+
+// The server has the root drawn by way of a window of the source's.
+TEST(XScreenSource, looksAtTheBackgroundAgainWhenItChangesAndNotWhenARoundWindowOfOursIsRepainted) {
+    XScreen screen;
+    XPainter own(screen.server->displayName());
+    const std::size_t bubble = own.addWindow({200, 150, 120, 120}, 1);
+    const auto tree = owned(xcb_query_tree_reply(own.xcb(), xcb_query_tree(own.xcb(), own.root()), nullptr));
+    ASSERT_TRUE(tree && xcb_query_tree_children_length(tree.get()) == 1);
+    const xcb_rectangle_t cross[] = {{40, 0, 40, 40}, {0, 40, 120, 40}, {40, 80, 40, 40}};
+    xcb_shape_rectangles(own.xcb(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_YX_BANDED,
+                         xcb_query_tree_children(tree.get())[0], 0, 0, 3, cross);
+    own.sync();
+    const XPainter watcher(screen.server->displayName());
+    const std::uint32_t structure = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    xcb_change_window_attributes(watcher.xcb(), watcher.root(), XCB_CW_EVENT_MASK, &structure);
+    const Size size{640, 480};
+    FrameReceiver& receiver = screen.receiver;
+    ASSERT_TRUE(receiver.start(xScreenSourceFactory({.displayName = screen.server->displayName(),
+                                                     .ownClients = {XClientResources::of(own.xcb())}}),
+                               own.monitors().front().id, size));
+    ASSERT_TRUE(receiver.waitForCount(1));
+    const std::uint32_t other = 0x204060;
+    xcb_change_window_attributes(own.xcb(), own.root(), XCB_CW_BACK_PIXEL, &other);
+    xcb_clear_area(own.xcb(), 0, own.root(), 0, 0, 0, 0);
+    own.sync();
+    EXPECT_TRUE(eventually([&] { return windowsCreated(watcher) > 0; }));
+    EXPECT_TRUE(receiver.waitFor([](const Picture& seen) { return seen.at(260, 210) == 0x204060; }));
+    for (std::uint32_t picture = 2; picture < 30; ++picture) {
+        const std::uint64_t count = receiver.count();
+        own.repaint(bubble, picture);
+        ASSERT_TRUE(receiver.waitForCount(count + 1)) << "a repaint of ours is a frame";
+    }
+    EXPECT_EQ(windowsCreated(watcher), 0);
+}
+
 std::uint64_t wakeups(pid_t thread) {
     std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
     std::uint64_t sum = 0;
@@ -365,6 +410,51 @@ TEST(XScreenSource, needsOneBufferWhenItsReceiverLetsGoAtOnce) {
         EXPECT_TRUE(source.sharesMemory());
     });
 }
+
+// Pictures that are wholly new, which do not go the way of those that change in part.
+
+struct Habit {
+    const char* name;
+    std::size_t keeps; ///< frames
+};
+
+class XScreenSourceAllNew : public ::testing::TestWithParam<Habit> {};
+
+TEST_P(XScreenSourceAllNew, showsEachAndWhatChangesAfterwardsWithThePointerOnThem) {
+    XScreen screen;
+    XPainter& painter = screen.painter;
+    std::deque<ConstPixelBufferRef> kept; // the queue's
+    FrameReceiver receiver({.onFrame = [&](const ConstPixelBufferRef& frame) {
+        kept.push_back(frame);
+        while (kept.size() > GetParam().keeps)
+            kept.pop_front();
+    }});
+    painter.setCursor(12, 20, 3, 7, 0xff8000);
+    const std::size_t all = painter.addWindow({0, 0, 640, 480}, 1);
+    ASSERT_TRUE(receiver.start(xScreenSourceFactory({.displayName = screen.server->displayName()}),
+                               painter.monitors().front().id, screen.size));
+    const auto seen = [&] { return withCursor(painter.expected(), painter.cursorRect(), 0xff8000); };
+    ASSERT_TRUE(receiver.waitFor(seen()));
+    for (std::uint32_t step = 0; step < 12; ++step) {
+        const int place = 20 * static_cast<int>(step);
+        painter.repaint(all, 10 + step);
+        ASSERT_TRUE(receiver.waitFor(seen())) << "all new, step " << step;
+        if (step % 3 == 1) painter.movePointer(100 + place, 50 + place);
+        if (step % 3 != 0) painter.repaintPart(all, {place, 40, 90, 70}, 100 + step);
+        ASSERT_TRUE(receiver.waitFor(seen())) << "in part, step " << step;
+    }
+    EXPECT_THAT(receiver.problems(), IsEmpty());
+    receiver.queue.sync([&] {
+        const auto& source = dynamic_cast<const XScreenSource&>(*receiver.source);
+        EXPECT_TRUE(GetParam().keeps > 0 || source.wholePictures() > 0);
+    });
+    receiver.stop();
+    receiver.queue.sync([&] { kept.clear(); });
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, XScreenSourceAllNew,
+                         ::testing::Values(Habit{"letsGoAtOnce", 0}, Habit{"keepsOne", 1}, Habit{"keepsThree", 3}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 // Servers that lack something.
 
