@@ -3,6 +3,7 @@
 
 #include "platform/x11/WindowRedirection.h"
 #include "tests/fakes/FrameReceiver.h"
+#include "tests/fakes/x11/ExtensionHider.h"
 #include "tests/fakes/x11/VirtualXServer.h"
 #include "tests/fakes/x11/XPainter.h"
 #include "tests/ownwindows/FrameJudge.h"
@@ -19,7 +20,8 @@
 namespace quillet::testing {
 
 enum class Redirects { beforeTheFirstWindow, withTheRecording };
-enum class Wallpaper { picture, tiles, colour, withoutProperty };
+/// The last: a colour, while a property that compositing managers do not heed names something else.
+enum class Wallpaper { picture, tiles, colour, withoutProperty, propertyThatNobodyHeeds };
 
 struct DeskOptions {
     int width = 640;
@@ -27,6 +29,8 @@ struct DeskOptions {
     Wallpaper wallpaper = Wallpaper::picture;
     std::vector<std::string> serverArguments = {};
     Redirects redirects = Redirects::beforeTheFirstWindow;
+    /// One that the recording shall not find; its server must lack MIT-SHM.
+    std::string hiddenExtension = {};
     int monitorCount = 1; ///< 2: the right half is the second one
 };
 
@@ -88,6 +92,7 @@ public:
     Setup setup;
     DeskOptions options;
     std::unique_ptr<VirtualXServer> server;
+    std::unique_ptr<ExtensionHider> hider; // null: nothing is hidden
     std::unique_ptr<XPainter> session;
     std::unique_ptr<RunningSetup> running;
     std::shared_ptr<WindowRedirection> redirection; // shared with the recording, as in the program

@@ -94,7 +94,12 @@ xcb_window_t Program::create(const WindowOptions& options) {
             mask |= XCB_CW_BACK_PIXEL;
             values.push_back(options.paint(options.seed, 0, 0));
         }
-        values.insert(values.end(), {borderColour, options.handling == Handling::overrideRedirect ? 1U : 0U,
+        values.push_back(borderColour);
+        if (options.keepsPixels) {
+            mask |= XCB_CW_BIT_GRAVITY;
+            values.push_back(XCB_GRAVITY_NORTH_WEST);
+        }
+        values.insert(values.end(), {options.handling == Handling::overrideRedirect ? 1U : 0U,
                                      XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_STRUCTURE_NOTIFY});
         if (hasAlpha) {
             mask |= XCB_CW_COLORMAP;

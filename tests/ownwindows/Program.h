@@ -50,6 +50,7 @@ struct WindowOptions {
     Depth depth = Depth::root;
     Background background = Background::plain; ///< the colour of the first pixel, or none at all
     Painting painting = Painting::answersExposure;
+    bool keepsPixels = false;    ///< when it is resized
     int border = 0;              ///< pixels, of a dark green
     std::string type = {};       ///< "_NET_WM_WINDOW_TYPE_MENU"; none if empty
     double opacity = 1;          ///< asked of compositing managers

@@ -7,6 +7,9 @@
 
 #include <algorithm>
 #include <csignal>
+#include <ctime>
+#include <iostream>
+#include <memory>
 #include <vector>
 
 namespace quillet::testing {
@@ -86,11 +89,15 @@ TEST_P(Disturbed, windowsThatNeverPaintShowNothingOfOurs) {
     idle.rect = {350, 200, 150, 180};
     idle.handling = Handling::managed;
     desk.addOther(idle);
+    idle = {.rect = {170, 250, 120, 70}, .background = Background::none, .painting = Painting::never};
+    idle.keepsPixels = true;
+    const xcb_window_t keeping = desk.addOther(idle);
     // Longer than any time for which a fresh window is treated with care.
     paced({20, 2500ms}, [&](int step) {
         if (step == 10) desk.others->move(popup, 180, 130);
         if (step == 20) desk.own->move(panel, 170, 110);
         if (step == 30) desk.others->resize(popup, 190, 150);
+        if (step == 35) desk.others->resize(keeping, 130, 60);
         EXPECT_GT(desk.recordedNow().width, 0);
     });
     noFrameShowedOurs();
@@ -202,6 +209,55 @@ TEST_P(Disturbed, aNewResolutionKeepsOursAbsent) {
     desk.proveRecordedEqualsHidden();
 }
 
+// Each costs memory and answers; none may cost the recording.
+TEST(ThousandsOfWindows, areRecordedWithoutOurs) {
+    constexpr int windows = 3000;
+    constexpr int changes = 20;
+    using Clock = std::chrono::steady_clock;
+    const auto millisecondsSince = [](Clock::time_point begin) {
+        return std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
+    };
+    Desk desk(plainSetup());
+    ASSERT_TRUE(desk.isReady());
+    auto crowd = std::make_unique<Program>(desk.server->displayName());
+    desk.furtherPrograms.push_back(crowd.get());
+    const auto addToCrowd = [&](int first, int last) {
+        for (int number = first; number < last; ++number)
+            crowd->map(crowd->create(
+                {.rect = {number * 37 % 600, number * 23 % 420, 45, 33}, .seed = static_cast<std::uint32_t>(number)}));
+    };
+    addToCrowd(0, windows / 2);
+    const auto beforeRecording = Clock::now();
+    ASSERT_TRUE(desk.record());
+    ASSERT_GT(desk.recordedNow().width, 0);
+    const double firstFrame = millisecondsSince(beforeRecording);
+    addToCrowd(windows / 2, windows);
+    desk.addOwn({.rect = {150, 100, 260, 200}});
+    const xcb_window_t film = desk.addOther({.rect = {200, 150, 100, 80}, .paint = plainColour, .seed = 0x002000});
+    desk.own->raise(desk.ownWindows.front());
+    ASSERT_GT(desk.recordedAtRest().width, 0);
+
+    const std::clock_t processor = std::clock();
+    const auto beforeChanges = Clock::now();
+    for (int change = 0; change < changes; ++change) {
+        const std::uint32_t colour = 0x008000U + static_cast<std::uint32_t>(change);
+        desk.others->repaint(film, colour);
+        ASSERT_TRUE(desk.recording->waitFor([&](const Picture& picture) { return picture.at(250, 190) == colour; }));
+    }
+    const double each = millisecondsSince(beforeChanges) / changes;
+    const double spent = 1000.0 * static_cast<double>(std::clock() - processor) / CLOCKS_PER_SEC / changes;
+    std::cout << windows << " windows: first frame after " << firstFrame << " ms; a change beneath ours is recorded "
+              << each << " ms later, for " << spent << " ms of this program's processor time\n";
+    desk.proveRecordedEqualsHidden();
+
+    // All at once.
+    ASSERT_TRUE(desk.showOwn());
+    desk.furtherPrograms.clear();
+    crowd.reset();
+    desk.proveRecordedEqualsHidden();
+    desk.proveEveryFrameClean();
+}
+
 INSTANTIATE_TEST_SUITE_P(On, Disturbed, ::testing::ValuesIn(chosenSetups()),
                          [](const auto& each) { return each.param.name; });
 
@@ -221,6 +277,9 @@ TEST_P(Managers, thatDieAndAreReplacedLeaveOursAbsent) {
     ASSERT_TRUE(desk.waitUntilItShowsOurs());
     for (int round = 0; round < 2; ++round) {
         ASSERT_TRUE(desk.running->replaceWindowManager(GetParam(), *desk.server, *desk.session));
+        if (GetParam().managerComposites) {
+            ASSERT_TRUE(desk.waitUntilComposited());
+        }
         EXPECT_GT(desk.recordedNow().width, 0);
     }
     EXPECT_GT(desk.recordedAtRest().width, 0);
@@ -271,11 +330,12 @@ INSTANTIATE_TEST_SUITE_P(Such, CompositingManagers,
                                            Compositing{"xcompmgr", {"xcompmgr", "-n"}}),
                          [](const auto& each) { return std::string(each.param.name); });
 
-// Servers that lack what it takes: ours are in the picture, which the user is told once. (None can do without SHAPE.)
+// Servers that lack what it takes: ours are in the picture, which the user is told once.
 
 struct Lack {
     const char* name;
     std::vector<std::string> serverArguments;
+    std::string hiddenExtension = {}; ///< which Xvfb cannot be started without
 };
 
 std::ostream& operator<<(std::ostream& stream, const Lack& lack) { return stream << lack.name; }
@@ -288,7 +348,9 @@ TEST_P(Lacking, recordsWithOursAndSaysSoOnce) {
     {
         quillet::testing::Setup bare;
         bare.name = "bare";
-        Desk desk(bare, {.serverArguments = GetParam().serverArguments});
+        Desk desk(bare, {.serverArguments = GetParam().serverArguments,
+                         .redirects = Redirects::withTheRecording,
+                         .hiddenExtension = GetParam().hiddenExtension});
         ASSERT_TRUE(desk.isReady());
         desk.judge.forbidTint(false);
         ASSERT_TRUE(desk.record());
@@ -313,7 +375,9 @@ TEST_P(Lacking, recordsWithOursAndSaysSoOnce) {
 INSTANTIATE_TEST_SUITE_P(Of, Lacking,
                          ::testing::Values(Lack{"composite", {"-extension", "Composite"}},
                                            Lack{"damage", {"-extension", "DAMAGE"}},
-                                           Lack{"render", {"-extension", "RENDER"}}),
+                                           Lack{"render", {"-extension", "RENDER"}},
+                                           Lack{"fixes", {"-extension", "XFIXES"}},
+                                           Lack{"shape", {"-extension", "MIT-SHM"}, "SHAPE"}),
                          [](const auto& each) { return std::string(each.param.name); });
 
 } // namespace

@@ -52,10 +52,7 @@ std::vector<Setup> everySetup() {
                    .managerComposites = true,
                    .effects = Effects::shadowsOrTitles,
                    .rest = 400ms});
-    all.push_back({.name = "kwin",
-                   .windowManager = {"kwin_x11"},
-                   .environment = {"KWIN_.compositingManager = plainPicom, .rest = 180msOSE=N"},
-                   .rest = 200ms});
+    all.push_back({.name = "kwin", .windowManager = {"kwin_x11"}, .environment = {"KWIN_COMPOSE=N"}, .rest = 200ms});
     all.push_back({.name = "kwinComposing",
                    .windowManager = {"kwin_x11"},
                    .managerComposites = true,

@@ -6,24 +6,21 @@ void CoveredMemory::begin(const QRegion& shown) {
     area = shown;
     own &= area;
     stale = area;
-    recent = {};
+    changed = {};
 }
 
-void CoveredMemory::age(Clock::time_point now) {
-    if (now - agedAt < recently) return;
-    recent[1] = now - agedAt < 2 * recently ? std::move(recent[0]) : QRegion();
-    recent[0] = {};
-    agedAt = now;
+void CoveredMemory::changeScreen(const QRegion& part, Clock::time_point now) {
+    stale += (part & area) - own;
+    changed.draw(part, now);
+    changed.settle(now);
 }
 
 void CoveredMemory::changeGround(const QRegion& part, Clock::time_point now) {
     const QRegion inside = part & area;
+    if (inside.isEmpty()) return;
     stale += inside & own;
-    age(now);
-    recent[0] += inside;
-    // Only an outline is needed of what many windows have done.
-    constexpr int manyRects = 64;
-    if (recent[0].rectCount() > manyRects) recent[0] = recent[0].boundingRect();
+    changed.settle(now);
+    changed.note({.place = inside, .owed = inside, .atLeast = SettlingPlaces::quiet, .atMost = longestWait}, now);
 }
 
 void CoveredMemory::cover(const QRegion& region, Compositing compositing, Clock::time_point now) {
@@ -35,8 +32,8 @@ void CoveredMemory::cover(const QRegion& region, Compositing compositing, Clock:
     if (compositing == Compositing::byServer) {
         stale += covered;
     } else {
-        age(now);
-        stale += covered & (recent[0] + recent[1]);
+        changed.settle(now);
+        stale += covered & changed.places();
         // What a manager has drawn around and above our windows is to be seen again.
     }
     // The server tells of what it uncovers, but not of what it uncovered while our windows' region still reached there.

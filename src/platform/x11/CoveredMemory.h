@@ -2,10 +2,10 @@
 #pragma once
 
 #include "platform/x11/OwnRegion.h"
+#include "platform/x11/SettlingPlaces.h"
 
 #include <QRegion>
 
-#include <array>
 #include <chrono>
 
 namespace quillet {
@@ -19,12 +19,12 @@ namespace quillet {
 /// Threads: a value.
 class CoveredMemory {
 public:
-    using Clock = std::chrono::steady_clock;
+    using Clock = SettlingPlaces::Clock;
 
     /// From now on the picture shows `area` (and nothing of it yet).
     void begin(const QRegion& area);
     /// The screen has changed, whoever has changed it.
-    void changeScreen(const QRegion& part) { stale += (part & area) - own; }
+    void changeScreen(const QRegion& part, Clock::time_point now);
     /// What windows of others show has changed.
     void changeGround(const QRegion& part, Clock::time_point now);
     /// Our windows' region is `region` now.
@@ -34,20 +34,20 @@ public:
     [[nodiscard]] QRegion toRebuild() const { return stale & own; }
     [[nodiscard]] bool isCurrent() const { return stale.isEmpty(); }
     [[nodiscard]] const QRegion& covered() const { return own; } ///< our windows' region inside the area
+    /// Where windows of others have changed so recently that the screen may show something else.
+    [[nodiscard]] const QRegion& unsettled() const { return changed.places(); }
     /// The picture shows it all.
     void bringUpToDate() { stale = {}; }
 
 private:
-    // A manager draws later than the windows change: what has changed so recently may be missing on the screen that the
-    // picture was last fetched from. In two parts, of which the older one is dropped.
-    static constexpr std::chrono::milliseconds recently{200};
-    void age(Clock::time_point now);
+    // A manager draws later than the windows change: what is not settled may be missing on the screen that the picture
+    // was last fetched from. What it has not drawn after this long is hidden.
+    static constexpr std::chrono::milliseconds longestWait{3000};
 
     QRegion area;
     QRegion own;
     QRegion stale;
-    std::array<QRegion, 2> recent; // younger, older
-    Clock::time_point agedAt{};
+    SettlingPlaces changed;
 };
 
 } // namespace quillet

@@ -24,28 +24,16 @@ void subtractCovers(QRegion& place, const StackedWindow& window, const WindowSta
 
 } // namespace
 
-void OwnRegion::leave(const std::vector<LeftPlace>& left, Clock::time_point now) {
-    for (const LeftPlace& each : left) {
-        const auto until = now + (each.reason == LeftPlace::Reason::unmapped ? graceAfterUnmap : graceAfterMove);
-        // A drag leaves hundreds of places in its time: those of about the same moment become one.
-        constexpr std::chrono::milliseconds aboutTheSame{20};
-        if (!places.empty() && places.back().mayCastShadow == each.mayCastShadow && until >= places.back().until &&
-            until - places.back().until < aboutTheSame) {
-            places.back().place += each.place;
-            places.back().until = until;
-        } else {
-            places.push_back({each.place, until, each.mayCastShadow});
-        }
+void OwnRegion::leave(const std::vector<LeftPlace>& places, Compositing compositing, Clock::time_point now) {
+    const bool isByManager = compositing == Compositing::byManager;
+    for (const LeftPlace& each : places) {
+        const auto atLeast = each.reason == LeftPlace::Reason::unmapped ? graceAfterUnmap : graceAfterMove;
+        left.note({.place = withShadow(each.place, isByManager && each.mayCastShadow),
+                   .owed = each.place,
+                   .atLeast = atLeast,
+                   .atMost = isByManager ? longestGrace : atLeast},
+                  now);
     }
-}
-
-void OwnRegion::expire(Clock::time_point now) {
-    std::erase_if(places, [&](const Remembered& each) { return each.until <= now; });
-}
-
-std::optional<OwnRegion::Clock::time_point> OwnRegion::nextExpiry() const {
-    if (places.empty()) return std::nullopt;
-    return std::ranges::min(places, {}, &Remembered::until).until;
 }
 
 QRegion OwnRegion::region(const WindowStack& stack, Compositing compositing) const {
@@ -71,9 +59,7 @@ QRegion OwnRegion::trace(const WindowStack& stack, Compositing compositing) cons
             if (window.isOwn && window.isVisible())
                 result += withShadow(window.place(), shadows && WindowStack::mayCastShadow(window));
         }
-    for (const Remembered& each : places)
-        result += withShadow(each.place, shadows && each.mayCastShadow);
-    return result;
+    return result + left.places();
 }
 
 } // namespace quillet

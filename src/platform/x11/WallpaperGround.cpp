@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 
 namespace quillet {
 
@@ -75,15 +76,20 @@ void WallpaperGround::paintByServer() {
 
 bool WallpaperGround::usePropertys() {
     xcb_connection_t* const c = connection.xcb();
+    named = 0;
     for (const xcb_atom_t property : properties) {
         constexpr std::uint8_t keep = 0;
         const auto reply = owned(xcb_get_property_reply(
             c, xcb_get_property(c, keep, connection.root(), property, XCB_ATOM_PIXMAP, 0, 1), nullptr));
         if (!reply || reply->format != 32 || xcb_get_property_value_length(reply.get()) < 4) continue;
-        const xcb_pixmap_t named = *static_cast<const xcb_pixmap_t*>(xcb_get_property_value(reply.get()));
+        const xcb_pixmap_t pixmapNamed = *static_cast<const xcb_pixmap_t*>(xcb_get_property_value(reply.get()));
         // Its program may be gone, and the pixmap with it.
-        const auto geometry = owned(xcb_get_geometry_reply(c, xcb_get_geometry(c, named), nullptr));
+        const auto geometry = owned(xcb_get_geometry_reply(c, xcb_get_geometry(c, pixmapNamed), nullptr));
         if (!geometry || geometry->depth != connection.rootDepth()) continue;
+        named = pixmapNamed;
+        namedWidth = geometry->width;
+        namedHeight = geometry->height;
+        if (custom == Custom::ignores) return false; // but it may be seen yet
         paint = xcb_generate_id(c);
         const std::uint32_t tiled = XCB_RENDER_REPEAT_NORMAL;
         xcb_render_create_picture(c, paint, named, formats.ofVisual(connection.rootVisual()), XCB_RENDER_CP_REPEAT,
@@ -100,11 +106,81 @@ void WallpaperGround::makeLearned() {
     source = Source::learned;
 }
 
-bool WallpaperGround::learn(const FetchedPixels& piece, const QRegion& bare) {
-    if (source != Source::learned) return false;
+/// Whether a part of the screen that shows nothing but background shows what the properties name; nothing when that
+/// cannot be told.
+std::optional<bool> WallpaperGround::showsNamed(const FetchedPixels& piece, const QRegion& bare) const {
+    constexpr int sampleSide = 64;
+    constexpr int fewestPixels = 256;
+    QRect sample;
+    for (const QRect& rect : bare) {
+        // Not beyond the edge of one tile, so that it is one rectangle of the picture, too.
+        const int left = rect.x() % namedWidth;
+        const int top = rect.y() % namedHeight;
+        const QRect part(rect.x(), rect.y(), std::min({rect.width(), sampleSide, namedWidth - left}),
+                         std::min({rect.height(), sampleSide, namedHeight - top}));
+        if (part.width() * part.height() > sample.width() * sample.height()) sample = part;
+    }
+    if (sample.width() * sample.height() < fewestPixels) return std::nullopt;
+    xcb_connection_t* const c = connection.xcb();
+    constexpr std::uint32_t allPlanes = ~0U;
+    const auto reply = owned(xcb_get_image_reply(
+        c,
+        xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, named, static_cast<std::int16_t>(sample.x() % namedWidth),
+                      static_cast<std::int16_t>(sample.y() % namedHeight), static_cast<std::uint16_t>(sample.width()),
+                      static_cast<std::uint16_t>(sample.height()), allPlanes),
+        nullptr));
+    const std::size_t rowBytes = static_cast<std::size_t>(sample.width()) * 4;
+    if (!reply || static_cast<std::size_t>(xcb_get_image_data_length(reply.get())) <
+                      rowBytes * static_cast<std::size_t>(sample.height()))
+        return std::nullopt;
+    const std::uint8_t* const wanted = xcb_get_image_data(reply.get());
+    int different = 0;
+    for (int y = 0; y < sample.height(); ++y) {
+        const std::uint8_t* const promised = wanted + static_cast<std::size_t>(y) * rowBytes;
+        const auto* const seen = reinterpret_cast<const std::uint8_t*>(
+            piece.pixels + static_cast<std::size_t>(sample.y() + y - piece.rect.y) * piece.strideBytes +
+            static_cast<std::size_t>(sample.x() - piece.rect.x) * 4);
+        for (std::size_t at = 0; at < rowBytes; at += 4)
+            for (std::size_t channel = 0; channel < 3; ++channel) {
+                constexpr int byDrawing = 8; // graphics processors round as they like
+                if (std::abs(promised[at + channel] - seen[at + channel]) <= byDrawing) continue;
+                ++different;
+                break;
+            }
+    }
+    // A widget on the background may be no window.
+    return different * 10 < sample.width() * sample.height();
+}
+
+/// True when it turns out otherwise than was drawn so far.
+bool WallpaperGround::learnCustom(const FetchedPixels& piece, const QRegion& bare) {
+    const std::optional<bool> isShown = showsNamed(piece, bare);
+    if (!isShown) return false;
+    // A manager that has just begun may not have drawn anything yet. One that ignores the properties may do so for as
+    // long as it has not heard of them.
+    constexpr std::chrono::seconds toBegin{2};
+    const bool isSure = Clock::now() - managedSince >= toBegin;
+    if (*isShown == (source == Source::property)) {
+        if (*isShown && isSure) custom = Custom::follows;
+        return false;
+    }
+    // While the screen shows both, this would never end.
+    constexpr std::chrono::seconds betweenTurns{1};
+    if (Clock::now() - turnedAt < betweenTurns) return false;
+    turnedAt = Clock::now();
+    custom = *isShown ? Custom::unknown : Custom::ignores;
+    isCurrent = false;
+    (void)picture(Compositing::byManager);
+    return true;
+}
+
+bool WallpaperGround::learn(const FetchedPixels& piece, const QRegion& visible) {
+    const QRegion bare = visible & toQRect(piece.rect);
+    const bool turned = isCurious() && named && !bare.isEmpty() && learnCustom(piece, bare);
+    if (source != Source::learned) return turned;
     const bool isFirst = learned.knownPart().isEmpty();
-    const QRegion news = learned.news(bare & toQRect(piece.rect));
-    if (news.isEmpty()) return false;
+    const QRegion news = learned.news(bare);
+    if (news.isEmpty()) return turned;
     xcb_connection_t* const c = connection.xcb();
     for (const QRect& rect : news) {
         // Rows of the whole piece go along where the rectangle is narrower: one request for each row is dearer.
@@ -129,9 +205,16 @@ bool WallpaperGround::learn(const FetchedPixels& piece, const QRegion& bare) {
                 reinterpret_cast<const std::uint8_t*>(packed.data() + static_cast<std::size_t>(y) * rowBytes));
         }
     }
-    // What was never seen is expected to look like what was.
+    expectTheUnseen();
+    return isFirst || turned;
+}
+
+/// What was never seen is expected to look like what was seen beside it, which is right for colours and for gradients
+/// from top to bottom.
+void WallpaperGround::expectTheUnseen() {
+    xcb_connection_t* const c = connection.xcb();
     const QRegion unseen = QRegion(0, 0, width, height) - learned.knownPart();
-    if (unseen.isEmpty()) return isFirst;
+    if (unseen.isEmpty()) return;
     const std::uint32_t colour = learned.likelyColour();
     xcb_change_gc(c, graphics, XCB_GC_FOREGROUND, &colour);
     std::vector<xcb_rectangle_t> rects;
@@ -139,13 +222,36 @@ bool WallpaperGround::learn(const FetchedPixels& piece, const QRegion& bare) {
         rects.push_back({static_cast<std::int16_t>(rect.x()), static_cast<std::int16_t>(rect.y()),
                          static_cast<std::uint16_t>(rect.width()), static_cast<std::uint16_t>(rect.height())});
     xcb_poly_fill_rectangle(c, pixmap, graphics, static_cast<std::uint32_t>(rects.size()), rects.data());
-    return isFirst;
+    const auto isSeen = [&](const QRect& column) {
+        return column.x() >= 0 && column.x() < width && (QRegion(column) - learned.knownPart()).isEmpty();
+    };
+    for (const QRect& rect : unseen) {
+        const QRect before(rect.x() - 1, rect.y(), 1, rect.height());
+        const QRect after(rect.x() + rect.width(), rect.y(), 1, rect.height());
+        if (!isSeen(before) && !isSeen(after)) continue;
+        // One column, then what is there again and again.
+        const QRect& column = isSeen(before) ? before : after;
+        const auto copy = [&](int from, int to, int columns) {
+            xcb_copy_area(c, pixmap, pixmap, graphics, static_cast<std::int16_t>(from),
+                          static_cast<std::int16_t>(rect.y()), static_cast<std::int16_t>(to),
+                          static_cast<std::int16_t>(rect.y()), static_cast<std::uint16_t>(columns),
+                          static_cast<std::uint16_t>(rect.height()));
+        };
+        copy(column.x(), rect.x(), 1);
+        for (int done = 1; done < rect.width(); done *= 2)
+            copy(rect.x(), rect.x() + done, std::min(done, rect.width() - done));
+    }
 }
 
 xcb_render_picture_t WallpaperGround::picture(Compositing compositing) {
     if (isCurrent && madeFor == compositing) return paint;
     release();
     if (!readRootSize()) return 0;
+    // One that was there from the beginning has drawn already.
+    if (madeFor && compositing != *madeFor) {
+        custom = Custom::unknown;
+        managedSince = Clock::now();
+    }
     if (compositing == Compositing::byServer)
         paintByServer();
     else if (!usePropertys())

@@ -12,14 +12,16 @@
 #include <xcb/render.h>
 #include <xcb/xcb.h>
 
+#include <chrono>
 #include <optional>
+#include <vector>
 
 namespace quillet {
 
 /// When the server composes, the background is whatever it would paint where no window is. It is made to paint it into
 /// a window as large as the root that nobody can see, so this is exact also for plain colours and patterns that no
-/// property tells of. A compositing manager paints the picture that properties of the root name, or one of its own,
-/// which is learned from the screen.
+/// property tells of. A compositing manager paints the picture that properties of the root name, or one of its own:
+/// the screen tells which, where no window lies, and its own is learned from there.
 ///
 /// Threads: the connection's.
 class WallpaperGround {
@@ -31,28 +33,38 @@ public:
 
     /// The background may have changed, or the root's size has. The next picture() looks again.
     void invalidate() { isCurrent = false; }
-    /// Whether learn() has any use.
+    /// Whether the background is one that only the screen knows.
     [[nodiscard]] bool isLearning() const { return source == Source::learned; }
-    /// Takes from pixels that have arrived from the screen what shows nothing but background: `bare`.
-    /// True when nothing was known before: what was drawn with this background so far was a guess.
+    /// Whether learn() has any use.
+    [[nodiscard]] bool isCurious() const {
+        return isLearning() || (source == Source::property && custom != Custom::follows);
+    }
+    /// Takes from pixels that have arrived from the screen what shows nothing but background: `bare`. May take a round
+    /// trip. True when what was drawn with this background so far was wrong or a guess.
     bool learn(const FetchedPixels& piece, const QRegion& bare);
 
     /// The root's background, in pixels of the root. May take a round trip when it is not current.
     [[nodiscard]] xcb_render_picture_t picture(Compositing compositing);
 
 private:
+    using Clock = std::chrono::steady_clock;
     enum class Source { none, server, property, learned };
+    /// What the manager makes of the properties.
+    enum class Custom { unknown, follows, ignores };
+    [[nodiscard]] bool learnCustom(const FetchedPixels& piece, const QRegion& bare);
+    [[nodiscard]] std::optional<bool> showsNamed(const FetchedPixels& piece, const QRegion& bare) const;
     void release();
     [[nodiscard]] bool readRootSize();
     void paintByServer();
     [[nodiscard]] bool usePropertys();
     void makeLearned();
+    void expectTheUnseen();
     void createPixmap();
 
     const XConnection& connection;
     const PictureFormats& formats;
     bool isCurrent = false;
-    Compositing madeFor = Compositing::byServer;
+    std::optional<Compositing> madeFor;
     Source source = Source::none;
     int width = 0; // of the root
     int height = 0;
@@ -61,6 +73,12 @@ private:
     xcb_render_picture_t paint = 0;
     LearnedWallpaper learned;
     std::vector<xcb_atom_t> properties;
+    xcb_pixmap_t named = 0; // by a property; 0: by none. Its program's.
+    int namedWidth = 0;
+    int namedHeight = 0;
+    Custom custom = Custom::unknown;
+    Clock::time_point managedSince; // the beginning of time: from before
+    Clock::time_point turnedAt;
 };
 
 } // namespace quillet

@@ -19,6 +19,7 @@ WindowScene::WindowScene(const XConnection& server, const XScreenSourceSetup& se
     watch.onMoved = [this](std::uint32_t window) {
         if (tainted.partOf(window)) doubt(window);
     };
+    watch.onResized = [this](std::uint32_t window) { pixels.forget(window); };
     watch.onEnd = [this](std::uint32_t window) {
         pixels.forget(window);
         tainted.forget(window);
@@ -71,7 +72,7 @@ bool WindowScene::handleEvent(const xcb_generic_event_t& event) {
             if (window.isOwn && window.isVisible())
                 left.push_back({window.place(), LeftPlace::Reason::unmapped, WindowStack::mayCastShadow(window)});
         }
-        own.leave(left, Clock::now());
+        own.leave(left, Compositing::byManager, Clock::now());
         mustCover = true;
         mustDistrust = true;
     }
@@ -91,19 +92,24 @@ void WindowScene::begin(std::uint32_t id, const QRegion& fresh) {
     if (window.isOwn) return;
     // Borders are the server's own work, and there from the beginning.
     const int border = window.border;
-    const QRect inside(border, border, window.outer.width - 2 * border, window.outer.height - 2 * border);
-    const QRegion part = (trace() & window.place()).translated(-window.outer.x, -window.outer.y) & fresh & inside;
+    const QRegion inside(border, border, window.outer.width - 2 * border, window.outer.height - 2 * border);
+    QRegion part = (trace() & window.place()).translated(-window.outer.x, -window.outer.y) & fresh & inside;
+    // What it keeps of itself it keeps as it is; where nobody knows where to, it may be anywhere.
+    if (const QRegion* before = tainted.partOf(id))
+        part += (inside - fresh).isEmpty() ? inside : (*before - fresh) & inside;
     tainted.begin(id, part);
     if (part.isEmpty()) return;
     doubt(id);
 }
 
 /// The server reports copies that it makes itself as drawn: of the screen into a new window, and of a window that
-/// moves. What the program may have drawn by now is lost along with that report, so it is asked to draw again; this
-/// early in a window's life nobody sees it.
+/// moves, or that moves within its frame. What the program may have drawn by now is lost along with that report, so it
+/// is asked to draw again; this early in a window's life nobody sees it.
 void WindowScene::doubt(std::uint32_t id) {
     mustCover = true;
     damage.drop(id);
+    std::erase_if(drawn, [&](const auto& each) { return each.first == id; });
+    watch.watchInside(id);
     askToRepaint(connection, *watch.stack().find(id), *tainted.partOf(id));
 }
 
@@ -129,19 +135,24 @@ void WindowScene::requestDamage(const CoveredMemory& memory) {
         if (window->isOwn) {
             ownRepainted = true;
             damage.drop(id);
-        } else if (tainted.partOf(id) || memory.covered().intersects(toQRect(window->outer)) ||
+        } else if (compositing == Compositing::byManager || tainted.partOf(id) ||
+                   memory.covered().intersects(toQRect(window->outer)) ||
                    (watch.stack().changes().any && trace().intersects(toQRect(window->outer)))) {
             wanted.push_back(id);
         } else {
-            damage.drop(id); // the screen's own damage tells of it; what is asked for later must not be as old as this
+            // The screen shows it at once, and its own damage tells of it; what is asked for later must not be as old
+            // as this.
+            damage.drop(id);
         }
     }
     damage.request(wanted);
 }
 
+void WindowScene::collectDamage() { drawn = damage.collect(); }
+
 void WindowScene::update(CoveredMemory& memory, const QRegion& screenDamage) {
     QRegion painted;
-    for (const auto& [id, part] : damage.collect()) {
+    for (const auto& [id, part] : drawn) {
         const StackedWindow* const window = watch.stack().find(id);
         if (!window) continue;
         const QRegion inOuter = part.translated(window->border, window->border);
@@ -151,13 +162,15 @@ void WindowScene::update(CoveredMemory& memory, const QRegion& screenDamage) {
         }
         painted += inOuter.translated(window->outer.x, window->outer.y) & toQRect(window->outer);
     }
+    drawn.clear();
     watch.refresh();
 
     const Clock::time_point now = Clock::now();
+    own.draw(screenDamage, now); // before what has just been left, which only the next drawing can know
     const StackChanges& news = watch.stack().changes();
     QRegion moved = news.others;
     if (news.any) {
-        own.leave(news.left, now);
+        own.leave(news.left, compositing, now);
         mustCover = true;
         for (const LeftPlace& left : news.left)
             moved += left.place;
@@ -183,7 +196,7 @@ void WindowScene::update(CoveredMemory& memory, const QRegion& screenDamage) {
         mustDistrust = false;
     }
     noteBackground(memory, screenDamage, moved, now);
-    memory.changeScreen(screenDamage);
+    memory.changeScreen(screenDamage, now);
 }
 
 /// The background beneath our windows has changed when it has changed anywhere else.
@@ -232,8 +245,9 @@ bool WindowScene::wasPainted(const QRegion& part) const {
 }
 
 bool WindowScene::learn(const FetchedPixels& piece, const CoveredMemory& memory) {
-    if (!wallpaper.isLearning()) return false;
-    QRegion bare = QRegion(toQRect(piece.rect)) - memory.covered();
+    if (!wallpaper.isCurious()) return false;
+    // Windows that have gone may still be fading.
+    QRegion bare = QRegion(toQRect(piece.rect)) - memory.covered() - grown(memory.unsettled(), OwnRegion::shadowMargin);
     for (const std::uint32_t id : watch.stack().order()) {
         const StackedWindow& window = *watch.stack().find(id);
         if (window.isVisible()) bare -= toQRect(window.outer.grownBy(OwnRegion::shadowMargin));

@@ -22,6 +22,8 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <utility>
+#include <vector>
 
 namespace quillet {
 
@@ -47,7 +49,9 @@ public:
 
     /// Asks what programs have drawn beneath our windows; does not wait.
     void requestDamage(const CoveredMemory& memory);
-    /// Waits for the answer, asks for what events have left open, and tells the memory everything.
+    /// Waits for the answer. Events that came before it are to be handled before update().
+    void collectDamage();
+    /// Asks for what events have left open, and tells the memory everything.
     void update(CoveredMemory& memory, const QRegion& screenDamage);
 
     /// Draws the screen without our windows, over the rectangles that hold `part`; does not wait.
@@ -63,7 +67,7 @@ public:
     [[nodiscard]] bool wasPainted(const QRegion& part) const;
 
     /// Pixels that the screen has given, outside our windows' region: what they teach of the background.
-    /// True when this is the first that is known of it.
+    /// True when what was drawn before was drawn with a wrong one.
     bool learn(const FetchedPixels& piece, const CoveredMemory& memory);
 
     /// Whether a window of ours was repainted since the last call.
@@ -82,6 +86,7 @@ private:
     PictureFormats formats;
     CompositorWatch compositor;
     WindowDamage damage;
+    std::vector<std::pair<std::uint32_t, QRegion>> drawn; // what it has told, until update()
     WindowWatch watch;
     WindowPixels pixels;
     WallpaperGround wallpaper;

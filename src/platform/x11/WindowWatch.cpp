@@ -52,6 +52,16 @@ void WindowWatch::beginWatching(std::uint32_t window) {
     xcb_change_window_attributes(c, window, XCB_CW_EVENT_MASK, &mask);
 }
 
+void WindowWatch::watchInside(std::uint32_t window) {
+    const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    xcb_change_window_attributes(connection.xcb(), window, XCB_CW_EVENT_MASK, &mask);
+}
+
+void WindowWatch::moveInside(std::uint32_t window) {
+    const StackedWindow* const known = windows.find(window);
+    if (known && known->isMapped && onMoved) onMoved(window);
+}
+
 void WindowWatch::start() {
     const auto root = query.families({connection.root()}).front();
     if (!root) return; // lost, which the caller sees
@@ -149,7 +159,7 @@ void WindowWatch::configure(const xcb_configure_notify_event_t& event) {
     if (onMoved && window->isMapped) onMoved(event.window);
     if (!resized) return;
     if (hasMask) markUnknown(event.window);
-    if (onEnd) onEnd(event.window);
+    if (onResized) onResized(event.window);
     if (window->isMapped && onBeginning)
         onBeginning(event.window, QRegion(0, 0, outer.width, outer.height) - QRegion(kept));
 }
@@ -200,21 +210,30 @@ bool WindowWatch::handleEvent(const xcb_generic_event_t& event) {
         case XCB_UNMAP_NOTIFY:
             if (!isOld) setMapped(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window, false);
             return true;
-        case XCB_REPARENT_NOTIFY:
-            if (!isOld) reparent(reinterpret_cast<const xcb_reparent_notify_event_t&>(event));
+        case XCB_REPARENT_NOTIFY: {
+            const auto& notice = reinterpret_cast<const xcb_reparent_notify_event_t&>(event);
+            if (!isOld && notice.event == connection.root()) reparent(notice);
             return true;
+        }
         case XCB_CONFIGURE_NOTIFY: {
             const auto& notice = reinterpret_cast<const xcb_configure_notify_event_t&>(event);
             if (notice.window == connection.root()) return false;
-            if (!isOld && notice.event == connection.root()) configure(notice);
+            if (isOld) return true;
+            if (notice.event == connection.root())
+                configure(notice);
+            else
+                moveInside(notice.event);
             return true;
         }
         case XCB_GRAVITY_NOTIFY: {
             const auto& notice = reinterpret_cast<const xcb_gravity_notify_event_t&>(event);
             const StackedWindow* const window = windows.find(notice.window);
-            if (isOld || !window) return true;
-            windows.setPlace(notice.window, {notice.x, notice.y, window->outer.width, window->outer.height},
-                             window->border);
+            if (isOld) return true;
+            if (notice.event != connection.root())
+                moveInside(notice.event);
+            else if (window)
+                windows.setPlace(notice.window, {notice.x, notice.y, window->outer.width, window->outer.height},
+                                 window->border);
             return true;
         }
         case XCB_CIRCULATE_NOTIFY: {

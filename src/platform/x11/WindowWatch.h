@@ -36,15 +36,19 @@ public:
     /// Pixels of a window begin anew: it is about to be seen, or has another size. `part` is counted from its corner;
     /// the stack knows its new place already.
     std::function<void(std::uint32_t window, const QRegion& part)> onBeginning;
-    /// The window has another place.
+    /// The window has another place, or one inside it that watchInside() was called for.
     std::function<void(std::uint32_t window)> onMoved;
-    /// The window is no longer seen, and its picture is gone or will be another one.
+    /// The window has another size, and another picture. If it can be seen, onBeginning tells what of it begins anew.
+    std::function<void(std::uint32_t window)> onResized;
+    /// The window is no longer seen, and its picture is gone.
     std::function<void(std::uint32_t window)> onEnd;
 
     /// Reads all windows. After rootEvents have been selected; events that came before are then ignored.
     void start();
     /// True if the event was for this watch.
     bool handleEvent(const xcb_generic_event_t& event);
+    /// From now on onMoved is also called when a window right inside this one has another place.
+    void watchInside(std::uint32_t window);
     /// Asks for what events have left open: one round trip for each kind of question, none if nothing is open.
     void refresh();
     [[nodiscard]] bool needsRefresh() const { return !urgent.empty() || !reparented.empty(); }
@@ -64,6 +68,7 @@ private:
     void setMapped(std::uint32_t window, bool isMapped);
     void configure(const xcb_configure_notify_event_t& event);
     void reparent(const xcb_reparent_notify_event_t& event);
+    void moveInside(std::uint32_t window);
     void beginAll(std::uint32_t window);
     void findFrames(const std::vector<std::uint32_t>& candidates);
     void climb(std::uint32_t window);

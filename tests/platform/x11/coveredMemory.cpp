@@ -36,7 +36,7 @@ TEST(CoveredMemory, fetchesOutsideOursAndRebuildsBeneath) {
     CoveredMemory memory = upToDate();
     memory.cover(left, Compositing::byServer, start);
     memory.bringUpToDate();
-    memory.changeScreen(screen);
+    memory.changeScreen(screen, start);
     EXPECT_EQ(memory.toFetch(), screen - left);
     EXPECT_TRUE(memory.toRebuild().isEmpty());
     memory.changeGround(corner, start);
@@ -54,10 +54,21 @@ TEST(CoveredMemory, keepsWhatOursCoverUnderAManagerExceptWhatHasJustChanged) {
     memory.changeGround(corner, start);
     memory.cover(left, Compositing::byManager, start + 100ms);
     EXPECT_EQ(memory.toRebuild(), corner);
-    CoveredMemory later = upToDate();
-    later.changeGround(corner, start);
-    later.cover(left, Compositing::byManager, start + 500ms);
-    EXPECT_TRUE(later.isCurrent());
+    // Drawn and since then undisturbed, or drawn nowhere at all for as long as a manager may take.
+    CoveredMemory drawn = upToDate();
+    drawn.changeGround(corner, start);
+    drawn.changeScreen(corner, start + 100ms);
+    drawn.bringUpToDate();
+    drawn.cover(left, Compositing::byManager, start + 300ms);
+    EXPECT_TRUE(drawn.isCurrent());
+    CoveredMemory late = upToDate();
+    late.changeGround(corner, start);
+    late.cover(left, Compositing::byManager, start + 2900ms);
+    EXPECT_EQ(late.toRebuild(), corner);
+    CoveredMemory hidden = upToDate();
+    hidden.changeGround(corner, start);
+    hidden.cover(left, Compositing::byManager, start + 3s);
+    EXPECT_TRUE(hidden.isCurrent());
 }
 
 TEST(CoveredMemory, fetchesWhatOursHaveUncovered) {
@@ -72,7 +83,7 @@ TEST(CoveredMemory, takesNoNoticeOfWhatLiesOutsideTheArea) {
     memory.cover(QRegion(90, 90, 50, 50), Compositing::byServer, start);
     EXPECT_EQ(memory.covered(), QRegion(90, 90, 10, 10));
     memory.bringUpToDate();
-    memory.changeScreen(QRegion(200, 0, 10, 10));
+    memory.changeScreen(QRegion(200, 0, 10, 10), start);
     memory.changeGround(QRegion(100, 100, 10, 10), start);
     EXPECT_TRUE(memory.isCurrent());
 }

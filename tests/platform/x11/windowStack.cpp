@@ -119,22 +119,43 @@ TEST(OwnRegion, isNeitherCutNorWithoutShadowUnderACompositingManager) {
     EXPECT_EQ(OwnRegion().region(translucent, Compositing::byManager), region({200, 200, 100, 100}));
 }
 
-TEST(OwnRegion, remembersLeftPlacesForTheirTimeUnderACompositingManager) {
+TEST(OwnRegion, remembersLeftPlacesUntilAManagerHasDrawnThere) {
     const WindowStack empty;
     OwnRegion own;
     const OwnRegion::Clock::time_point start{};
-    own.leave({{region({0, 0, 10, 10}), LeftPlace::Reason::moved, false}}, start);
-    own.leave({{region({50, 0, 10, 10}), LeftPlace::Reason::unmapped, false}}, start);
+    const QRegion moved = region({0, 0, 10, 10});
+    const QRegion unmapped = region({50, 0, 10, 10});
+    const QRegion undrawn = region({90, 0, 10, 10});
+    own.draw(moved + unmapped + undrawn, start); // before, which proves nothing
+    own.leave({{moved, LeftPlace::Reason::moved, false}}, Compositing::byManager, start);
+    own.leave({{unmapped, LeftPlace::Reason::unmapped, false}}, Compositing::byManager, start);
+    own.leave({{undrawn, LeftPlace::Reason::moved, false}}, Compositing::byManager, start + 50ms);
+    own.draw(moved + unmapped + region({90, 0, 10, 9}), start + 60ms); // not all of it
     const auto at = [&](std::chrono::milliseconds when) {
         own.expire(start + when);
         return own.region(empty, Compositing::byManager);
     };
-    EXPECT_EQ(at(199ms), region({0, 0, 10, 10}) + region({50, 0, 10, 10}));
-    EXPECT_EQ(own.nextExpiry(), start + 200ms);
-    EXPECT_EQ(at(200ms), region({50, 0, 10, 10}));
+    EXPECT_EQ(at(259ms), moved + unmapped + undrawn);
+    EXPECT_EQ(own.nextExpiry(), start + 260ms);
+    EXPECT_EQ(at(260ms), unmapped + undrawn);
+    own.draw(unmapped, start + 950ms); // a fade goes on
+    EXPECT_EQ(at(1149ms), unmapped + undrawn);
+    EXPECT_EQ(at(1150ms), undrawn);
     EXPECT_TRUE(own.region(empty, Compositing::byServer).isEmpty());
-    EXPECT_EQ(at(1000ms), QRegion());
+    EXPECT_EQ(at(3049ms), undrawn);
+    EXPECT_EQ(at(3050ms), QRegion());
     EXPECT_EQ(own.nextExpiry(), std::nullopt);
+}
+
+TEST(OwnRegion, forgetsLeftPlacesAfterTheirTimeWhenTheServerComposes) {
+    const WindowStack empty;
+    OwnRegion own;
+    const OwnRegion::Clock::time_point start{};
+    own.leave({{region({0, 0, 10, 10}), LeftPlace::Reason::moved, false}}, Compositing::byServer, start);
+    own.expire(start + 199ms);
+    EXPECT_EQ(own.trace(empty, Compositing::byServer), region({0, 0, 10, 10}));
+    own.expire(start + 200ms);
+    EXPECT_TRUE(own.trace(empty, Compositing::byServer).isEmpty());
 }
 
 // What is drawn where.
