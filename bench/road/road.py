@@ -19,7 +19,7 @@ panel on the screen, used through its controls. What a row means:
     SSIM       of the luma of pictures of the film against what the workload painted (the median picture). The camera's
                side of the picture is left out; beautified films are compared with the same look, uncompressed
 
-Medians; after ± half of what lies between the least and the greatest. Sound: ffmpeg has silence made for it, Quillet
+What is kept in FILE tells the same of the recorder's threads, by name. Medians; after ± half of what lies between the least and the greatest. Sound: ffmpeg has silence made for it, Quillet
 records the desktop's speakers and microphone; neither the sound server nor the camera's program is counted.
 
 --promptness records films of that many seconds and prints how long after the press of the button the film begins (its
@@ -78,6 +78,15 @@ def processor_seconds(pid):
     return time.clock_gettime((~pid << 3) | 2)
 
 
+def thread_seconds(pid):
+    """Of each of its threads, by name."""
+    seconds = {}
+    for folder in pathlib.Path(f"/proc/{pid}/task").iterdir():
+        name = (folder / "comm").read_text().strip()
+        seconds[name] = seconds.get(name, 0) + int((folder / "schedstat").read_text().split()[0]) / 1e9
+    return seconds
+
+
 def peak_megabytes(pid):
     for line in pathlib.Path(f"/proc/{pid}/status").read_text().splitlines():
         if line.startswith("VmHWM:"):
@@ -128,6 +137,7 @@ class Window:
 
     def __init__(self, server, workload, recorder=None):
         self.server, self.workload, self.recorder = server, workload, recorder
+        self.threads = thread_seconds(recorder) if recorder else {}
         self.before = self.now()
 
     def now(self):
@@ -136,7 +146,10 @@ class Window:
 
     def measure(self):
         seconds, server, painted, recorder = (b - a for a, b in zip(self.before, self.now()))
-        return {"seconds": seconds, "server": server, "painted": painted, "recorder": recorder}
+        threads = thread_seconds(self.recorder) if self.recorder else {}
+        return {"seconds": seconds, "server": server, "painted": painted, "recorder": recorder,
+                "threads": {name: round((value - self.threads.get(name, 0)) * 60 / seconds, 2)
+                            for name, value in threads.items()}}
 
 
 class Other:
@@ -399,6 +412,7 @@ def inside(job):
                     "workload": job["name"], "recorder": recorder.name, "run": run,
                     "cpu": (measured["recorder"] + measured["server"] - own * measured["painted"]) * per_minute,
                     "recorderCpu": measured["recorder"] * per_minute,
+                    "threads": measured["threads"],
                     "pictures": film.pictures / film.duration,
                     "missing": film.missing() * 100,
                     "megabytes": path.stat().st_size / 1e6 * 60 / film.duration,

@@ -26,7 +26,7 @@ namespace {
 
 // Frames waiting for the writer's thread. Together with the one that is being converted and the one that is being drawn
 // they leave some of the pool's frames to spare.
-constexpr std::size_t pictureCapacity = 3;
+constexpr std::size_t pictureCapacity = 4;
 // Sound waiting for it: far more than any stall that a recording survives.
 constexpr std::int64_t soundCapacitySamples = 10 * AacEncoder::sampleRate;
 // With more of it waiting, pictures have to: on a machine that is too slow a lost picture is less than lost sound.

@@ -24,10 +24,10 @@ using std::chrono::nanoseconds;
 
 constexpr int fps = 60;
 constexpr nanoseconds period = std::chrono::nanoseconds(1s) / fps;
-constexpr std::size_t queueCapacity = 3; // as the recording's own
+constexpr std::size_t queueCapacity = 4; // as the recording's own
 
 /// What a picture takes at each pace, as a share of what it takes without haste.
-constexpr std::array<double, 4> paces{1, 0.75, 0.6, 0.45};
+constexpr std::array<double, 4> paces{1, 0.9, 0.8, 0.6};
 
 /// Takes made-up time.
 class SlowEncoder final : public VideoEncoder {
@@ -137,8 +137,7 @@ TEST_P(TooSlow, givesUpSharpnessBeforePicturesAndComesBack) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, TooSlow,
-                         ::testing::Values(Burden{"aLittle", 1.1}, Burden{"byAThird", 1.3}, Burden{"byHalf", 1.5},
-                                           Burden{"byTwoThirds", 1.7}),
+                         ::testing::Values(Burden{"aLittle", 1.1}, Burden{"byAFifth", 1.2}, Burden{"byAThird", 1.3}),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST(HasteControl, staysCalmWhereThePaceIsKept) {
@@ -153,9 +152,9 @@ TEST(HasteControl, staysCalmWhereThePaceIsKept) {
 
 TEST(HasteControl, hurriesNoMoreThanItMust) {
     SlowMachine machine;
-    machine.encoder->cost = 1.0; // 0.75 at the first step
+    machine.encoder->cost = 0.95; // 0.76 at the second step
     machine.play(20);
-    EXPECT_EQ(machine.worst, Haste::some);
+    EXPECT_EQ(machine.worst, Haste::much);
 }
 
 TEST(HasteControl, doesNotGoToAndFro) {

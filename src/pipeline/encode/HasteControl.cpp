@@ -6,12 +6,12 @@ namespace quillet {
 
 namespace {
 
-// What was counts for less with every picture: a sudden burden is known after three, before a queue of three is full,
+// What was counts for less with every picture: a sudden burden is known after three, before a queue of four is full,
 // and one key picture of twice a period beside others of half a period does not look like one.
 constexpr double fading = 0.8;
 // The share of the time that may be used up before a queue that fills is the encoder's fault.
 constexpr double busy = 0.85;
-// A step back costs a third more at most (measured: from 1 to 1/0.75), which must fit as well.
+// A step back costs a third more at most (measured on video), which must fit as well.
 constexpr double roomy = 0.6;
 constexpr double leastPatience = 1;
 constexpr double mostPatience = 16;

@@ -46,7 +46,7 @@ int QuantiserControl::quantiserFor(PictureKind kind, std::size_t changedBlocks, 
 
     const double spending = 1 + reserve / (bitRate * doublingSeconds);
     const double share = std::max(leastShare, thrift < 1 ? std::min(spending, 1.0) * thrift : spending);
-    const double floor = finest - 6 * std::log2(thrift);
+    const double floor = finest - 3 * std::log2(thrift);
     const double allowed =
         bitRate * std::clamp(seconds, 1 / fps, mostSecondsAtOnce) * share * (kind == PictureKind::key ? keyShare : 1);
     const double expected = codedBlocks * costPerBlock(kind);

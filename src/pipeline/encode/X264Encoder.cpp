@@ -55,8 +55,9 @@ private:
     bool giveAgain(PictureKind kind, const Output& output);
     std::optional<Error> step(x264_picture_t* input, const Output& output);
 
-    unsigned ordinaryIntra = 0; // block shapes that are tried in key pictures without haste
-    std::string message;        // the library's last error line
+    static constexpr int ordinarySearch = 2; // for motion of less than a pixel
+    unsigned ordinaryIntra = 0;              // block shapes that are tried in key pictures without haste
+    std::string message;                     // the library's last error line
     std::optional<QuantiserControl> quantiser;
     std::unique_ptr<x264_t, EncoderDeleter> encoder;
     std::vector<std::byte> configuration;
@@ -119,9 +120,11 @@ bool X264Encoder::open(const VideoEncoderOptions& options, Error& error) {
     parameters.analyse.b_mb_info = 1;
     parameters.analyse.i_weighted_pred = X264_WEIGHTP_NONE;
 
-    // Whole blocks only between key pictures. Small intra blocks would cost a fifth of the time in video and make it
-    // larger at the same quality (grain is what they describe best); running text would gain a twentieth by them.
+    // Between key pictures whole blocks only, with a closer look at their motion instead: at the same size and quality
+    // that takes a tenth less time on video than small blocks do, and where the picture is grainy it saves a fifth of
+    // the bits as well. Running text is a twentieth larger.
     parameters.analyse.inter = 0;
+    parameters.analyse.i_subpel_refine = ordinarySearch;
 
     parameters.vui.b_fullrange = 0;
     parameters.vui.i_colorprim = 1;
@@ -256,9 +259,10 @@ void X264Encoder::setHaste(Haste haste) {
     x264_encoder_parameters(encoder.get(), &parameters);
     // Key pictures are the longest of all; what the headers promise stays.
     parameters.analyse.intra = haste == Haste::none ? ordinaryIntra : 0;
+    parameters.analyse.i_subpel_refine = haste == Haste::none ? ordinarySearch : 1;
     // Refused, the encoder goes on as before: slower than wished, but no worse.
     static_cast<void>(x264_encoder_reconfig(encoder.get(), &parameters));
-    static constexpr std::array<double, 4> thrifts{1, 1, 0.6, 0.3};
+    static constexpr std::array<double, 4> thrifts{1, 1, 0.5, 0.15};
     quantiser->setThrift(thrifts.at(static_cast<std::size_t>(haste)));
 }
 
