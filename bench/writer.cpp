@@ -144,6 +144,8 @@ public:
     std::optional<Error> synchronise() override { return std::nullopt; }
     std::optional<Error> close() override { return std::nullopt; }
     void discard() override {}
+    std::optional<std::uint64_t> availableBytes() override { return std::nullopt; }
+    [[nodiscard]] std::filesystem::path place() const override { return {}; }
 
     std::uint64_t& end;
 };

@@ -17,9 +17,13 @@
 #include <QRandomGenerator>
 #include <QSessionManager>
 #include <QStandardPaths>
+#include <QThread>
 #include <QTimer>
 
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
 #include <utility>
 
 namespace quillet {
@@ -29,6 +33,35 @@ namespace {
 /// The file can be played at any moment, so a writer that hangs (a network folder that went away) is not waited for
 /// long.
 constexpr std::chrono::seconds patienceAtExit{5};
+/// A window that starts minimised is not painted, and the tools are wanted all the same.
+constexpr std::chrono::milliseconds patienceAtStart{1000};
+
+/// A folder that has not answered by then counts as one that cannot be written to.
+constexpr std::chrono::seconds patienceWithFolder{5};
+
+// For the handler below, which takes no arguments. Main thread only.
+AppDelegate* delegateOfProcess = nullptr;
+
+/// The toolkit calls exit() when the display has gone, past everything that would complete a film.
+extern "C" void onExit() {
+    if (delegateOfProcess && QThread::currentThread() == qApp->thread()) delegateOfProcess->endWithoutDisplay();
+}
+
+/// AppEnvironment::makeFile on a thread of its own.
+void makeFileAside(std::function<void(mp4::DiskCondition)> onCondition,
+                   const std::function<void(std::shared_ptr<RecordingFile>)>& then) {
+    // Answered once, on the main thread: with the file or when patience ends.
+    const auto answer = [once =
+                             std::make_shared<std::function<void(std::shared_ptr<RecordingFile>)>>(then)](auto file) {
+        if (const auto waiting = std::exchange(*once, nullptr)) waiting(std::move(file));
+    };
+    // Nobody can end a thread that hangs in a call into the system, so nobody waits for it.
+    std::thread([answer, onCondition = std::move(onCondition), mainQueue = qtMainQueue()]() mutable {
+        auto file = std::make_shared<RecordingFile>(makeRecordingFile(desktopFolder(), std::move(onCondition)));
+        mainQueue([answer, file = std::move(file)] { answer(file); });
+    }).detach();
+    QTimer::singleShot(patienceWithFolder, qApp, [answer] { answer(std::make_shared<RecordingFile>()); });
+}
 
 std::filesystem::path settingsFile() {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
@@ -55,9 +88,11 @@ AppDelegate::AppDelegate(std::unique_ptr<SingleInstance> onlyInstance)
         },
         Qt::DirectConnection);
     showModel();
+    delegateOfProcess = this;
+    std::atexit(onExit);
 }
 
-AppDelegate::~AppDelegate() = default;
+AppDelegate::~AppDelegate() { delegateOfProcess = nullptr; }
 
 AppEnvironment AppDelegate::makeEnvironment() {
     return {
@@ -68,7 +103,7 @@ AppEnvironment AppDelegate::makeEnvironment() {
         .devices = {.camera = chooseCamera(), .microphone = chooseMicrophone()},
         .settings = settings,
         .screens = [] { return currentScreens().list; },
-        .desktopFolder = [] { return desktopFolder(); },
+        .makeFile = makeFileAside,
         .reveal =
             [this](const std::filesystem::path& file) {
                 if (!sessionEnds) revealFile(file);
@@ -93,6 +128,7 @@ void AppDelegate::connectView() {
     // A control that hears nothing goes back to what it showed before.
     const auto shows = [this](auto action) {
         return [this, action](auto... value) {
+            launchModel();
             (model.get()->*action)(value...);
             showModel();
         };
@@ -112,7 +148,14 @@ void AppDelegate::connectView() {
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
+    // The tools are windows of their own, whose making takes longer than the first picture of the panel.
+    controlWindow->onFirstPainted = [this] { launchModel(); };
     controlWindow->bringUp();
+    QTimer::singleShot(patienceAtStart, controlWindow.get(), [this] { launchModel(); });
+}
+
+void AppDelegate::launchModel() {
+    if (isEnding || std::exchange(isLaunched, true)) return;
     model->onLaunch();
 }
 
@@ -128,9 +171,19 @@ void AppDelegate::terminate() {
     instance.reset();
     model->teardownOverlays();
     controlWindow->hide();
-    if (!model->isBusy()) return QApplication::quit();
-    model->onIdle = [] { QApplication::quit(); };
-    QTimer::singleShot(patienceAtExit, qApp, [] { QApplication::quit(); });
+    if (!model->isBusy()) return QApplication::exit();
+    model->onIdle = [] { QApplication::exit(); };
+    QTimer::singleShot(patienceAtExit, qApp, [] { QApplication::exit(); });
+}
+
+void AppDelegate::endWithoutDisplay() {
+    const bool isRecording = model->isBusy();
+    // Only the main queue's own events: others would have windows drawn.
+    model->completeWithoutInterface(patienceAtExit, [] { QCoreApplication::sendPostedEvents(qApp, QEvent::MetaCall); });
+    settings->flush();
+    std::fprintf(stderr, "quillet: the display is gone%s\n", isRecording ? "; the recording ends there" : "");
+    // Other threads are at work, so nothing is taken down beneath them.
+    std::_Exit(1);
 }
 
 /// The session may end as soon as this returns; or it may go on, when another program or the user objects.

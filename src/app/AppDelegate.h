@@ -26,15 +26,18 @@ public:
     AppDelegate(const AppDelegate&) = delete;
     AppDelegate& operator=(const AppDelegate&) = delete;
 
-    /// Shows the window and the tools.
+    /// Shows the window and, as soon as that is painted, the tools.
     void applicationDidFinishLaunching();
     /// Tears the tools down and quits. Once; also for the signals.
     void terminate();
+    /// The toolkit ends the process because the display is gone. Completes the film and leaves with status 1.
+    [[noreturn]] void endWithoutDisplay();
 
 private:
     [[nodiscard]] AppEnvironment makeEnvironment();
     void connectView();
     void showModel();
+    void launchModel();
     void finishBeforeLogout();
 
     std::unique_ptr<SingleInstance> instance;
@@ -43,6 +46,7 @@ private:
     ControlView* view;                     // owned by the window
     const std::shared_ptr<AppModel> model; // shared with tasks on the main queue, which hold it weakly
     bool isShowingSoon = false;
+    bool isLaunched = false;
     bool isEnding = false;
     bool sessionEnds = false;
 };

@@ -8,6 +8,7 @@
 #include "media/Error.h"
 #include "pipeline/RecordingSession.h"
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -57,6 +58,10 @@ public:
     /// The program ends: ends the recording, then hides and drops all tools. The file is not shown in the file manager
     /// any more.
     void teardownOverlays();
+    /// The user interface is going away without warning: completes the file of a recording that runs, waiting up to
+    /// `patience` for it, and touches no window. `runMainQueue` runs what is waiting in the main queue. The program can
+    /// only end afterwards.
+    void completeWithoutInterface(std::chrono::milliseconds patience, const std::function<void()>& runMainQueue);
     /// Whether a recording runs, is starting, or its file is not complete yet.
     [[nodiscard]] bool isBusy() const { return busySessions > 0; }
     /// isBusy has become false.
@@ -78,11 +83,13 @@ private:
     [[nodiscard]] Screen currentScreen() const;
     void showRegion();
 
-    void startRecording();
+    void prepareRecording();
+    void startRecording(const std::shared_ptr<RecordingFile>& file);
     [[nodiscard]] std::shared_ptr<CameraManager> attachSources();
     void restSources();
     [[nodiscard]] std::set<std::uint32_t> windowsToExclude() const;
     void captureStarted(const SessionReference& started, const std::optional<Error>& error);
+    void showDiskCondition();
     void stopRecording();
     void sessionEnded(const SessionReference& ended, const std::optional<std::filesystem::path>& url,
                       const std::optional<Error>& error);
@@ -101,10 +108,15 @@ private:
     std::shared_ptr<RecordingSession> session;
     std::unique_ptr<TeleprompterTool> teleprompterController;
 
-    bool isStopping = false; ///< the session has been asked to stop
+    bool isPreparing = false; ///< the next recording's file is being made
+    bool isStopping = false;  ///< the session has been asked to stop
     bool isTornDown = false;
+    bool isWithoutInterface = false;
     int busySessions = 0;
-    int cameraRequests = 0; ///< so far; only the newest one's answer counts
+    int cameraRequests = 0;                                       ///< so far; only the newest one's answer counts
+    int filesMade = 0;                                            ///< so far; only the newest one's disk counts
+    mp4::DiskCondition diskCondition = mp4::DiskCondition::ample; ///< of the newest file's disk
+    std::weak_ptr<RecordingSession> stoppedForRoom;               ///< ended because its disk is nearly full
     std::shared_ptr<void> awake;
 };
 

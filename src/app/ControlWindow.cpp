@@ -24,6 +24,8 @@ constexpr int grip = 48;
 constexpr int titleBar = 40;
 /// Window managers place a new window by their own rules, and more than once; what changes after this long is the user.
 constexpr std::chrono::milliseconds placing{1000};
+/// When monitors come or go, the window manager moves windows first, by its own rules.
+constexpr std::chrono::milliseconds screensSettling{200};
 
 std::vector<QRect> usableScreens() {
     std::vector<QRect> parts;
@@ -85,6 +87,18 @@ ControlWindow::ControlWindow(std::shared_ptr<SettingsStore> store) : settings(st
     move(frame.topLeft());
     userHeight = expectedHeight = frame.height();
     resize(frame.size());
+
+    screensSettle.setSingleShot(true);
+    connect(&screensSettle, &QTimer::timeout, this, &ControlWindow::followScreens);
+    const auto settle = [this] { screensSettle.start(screensSettling); };
+    const auto watch = [this, settle](QScreen* each) {
+        connect(each, &QScreen::availableGeometryChanged, this, settle);
+    };
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, watch);
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, settle);
+    connect(qGuiApp, &QGuiApplication::screenRemoved, this, settle);
+    for (QScreen* const each : QGuiApplication::screens())
+        watch(each);
 }
 
 void ControlWindow::fitHeight(int needed) {
@@ -104,6 +118,16 @@ void ControlWindow::fitHeight(int needed) {
     if (placed != pos().y()) move(pos().x(), placed);
 }
 
+void ControlWindow::followScreens() {
+    if (!isVisible() || isMinimized() || isMaximized() || isFullScreen()) return;
+    QRect frame = onScreen(QRect(pos(), frameGeometry().size()), usableScreens());
+    const QScreen* const at = QGuiApplication::screenAt(frame.center());
+    const QRect usable = (at ? at : screen())->availableGeometry();
+    // The record button is at the bottom.
+    if (frame.bottom() > usable.bottom()) frame.moveTop(std::max(usable.top(), usable.bottom() + 1 - frame.height()));
+    if (frame.topLeft() != pos()) move(frame.topLeft());
+}
+
 void ControlWindow::bringUp() {
     if (isMinimized()) setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
@@ -119,6 +143,18 @@ void ControlWindow::closeEvent(QCloseEvent* event) {
 void ControlWindow::moveEvent(QMoveEvent* event) {
     QMainWindow::moveEvent(event);
     frameChanged();
+}
+
+void ControlWindow::paintEvent(QPaintEvent* event) {
+    QMainWindow::paintEvent(event);
+    if (std::exchange(isPainted, true)) return;
+    // The window itself is painted before what is in it; all of it is on the screen in the event loop's next turn.
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            if (onFirstPainted) onFirstPainted();
+        },
+        Qt::QueuedConnection);
 }
 
 void ControlWindow::resizeEvent(QResizeEvent* event) {

@@ -6,6 +6,7 @@
 #include <QElapsedTimer>
 #include <QMainWindow>
 #include <QRect>
+#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -29,6 +30,8 @@ public:
 
     /// The user (or the window manager for them) closes the window; it closes.
     std::function<void()> onClose;
+    /// It stands on the screen with its content; once.
+    std::function<void()> onFirstPainted;
 
     /// Grows where its content needs more than the user gave it, as far as the screen allows, and goes back to what the
     /// user gave it as soon as that suffices.
@@ -39,19 +42,24 @@ public:
 protected:
     void closeEvent(QCloseEvent* event) override;
     void moveEvent(QMoveEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
 
 private:
     void frameChanged();
+    /// After monitors have come, gone or changed: back to where the user can reach the window.
+    void followScreens();
 
     const std::shared_ptr<SettingsStore> settings;
+    bool isPainted = false;
     QElapsedTimer shownSince;
     QRect knownFrame;       ///< as the window manager has placed it, or as stored last; with userHeight
     int userHeight = 0;     ///< without what fitHeight() has added
     int expectedHeight = 0; ///< any other height is the user's wish
     int raisedFrom = 0;     ///< where it stood before fitHeight() moved it up
     std::optional<int> raisedTo;
+    QTimer screensSettle;
 };
 
 } // namespace quillet

@@ -6,6 +6,7 @@
 
 #include <QMetaObject>
 
+#include <memory>
 #include <mutex>
 #include <utility>
 
@@ -13,18 +14,26 @@ namespace quillet {
 
 namespace {
 
+/// Its windows are made when they are first asked for, which is after the control window has been painted.
 class FloatingRegion : public RegionTool {
 public:
-    void apply(RangeMode mode, const Screen& screen) override { controller.apply(mode, screen); }
-    void orderFront() override { controller.orderFront(); }
-    void updateHandles() override { controller.updateHandles(); }
-    void setRecording(bool isRecording) override { controller.setRecording(isRecording); }
-    void orderOut() override { controller.orderOut(); }
-    [[nodiscard]] Rect frame() const override { return controller.frame(); }
-    [[nodiscard]] std::vector<std::uint32_t> windowIDs() const override { return controller.windowIDs(); }
+    void apply(RangeMode mode, const Screen& screen) override { controller().apply(mode, screen); }
+    void orderFront() override { controller().orderFront(); }
+    void updateHandles() override { controller().updateHandles(); }
+    void setRecording(bool isRecording) override { controller().setRecording(isRecording); }
+    void orderOut() override {
+        if (made) made->orderOut();
+    }
+    [[nodiscard]] Rect frame() const override { return controller().frame(); }
+    [[nodiscard]] std::vector<std::uint32_t> windowIDs() const override { return controller().windowIDs(); }
 
 private:
-    RegionOverlayController controller;
+    [[nodiscard]] RegionOverlayController& controller() const {
+        if (!made) made = std::make_unique<RegionOverlayController>();
+        return *made;
+    }
+
+    mutable std::unique_ptr<RegionOverlayController> made;
 };
 
 class FloatingBubble : public CameraTool {
@@ -34,7 +43,8 @@ public:
                       .write =
                           [settings](double diameter) {
                               settings->write({{BubbleDiameterStore::key, diameter}});
-                          }}),
+                          }},
+                     manager->circles()),
           camera(std::move(manager)) {
         controller.view.onLiveMove = [this](const Rect& frame) {
             if (onLiveMove) onLiveMove(frame);

@@ -1,18 +1,24 @@
 #include "app/AppDelegate.h"
+#include "app/Application.h"
+#include "app/ApplicationColours.h"
 #include "app/QuitSignals.h"
 #include "app/SingleInstance.h"
 #include "app/commandLine.h"
 #include "platform/displayProblem.h"
 #include "selftest/SelfTest.h"
 
-#include <QApplication>
 #include <QIcon>
 #include <span>
 
+#include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <string>
 #include <utility>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -24,9 +30,32 @@ QIcon windowIcon() {
     return icon;
 }
 
+/// A write that is not possible is that write's failure, not the program's end. The signals are not ignored, for other
+/// programs that this one starts would inherit that.
+void surviveFailedWrites() {
+    for (const int number : {SIGPIPE, SIGXFSZ})
+        std::signal(number, [](int) {});
+}
+
+/// Nothing that is made from here on can be written by everybody, however carelessly the session was set up; who may
+/// read it stays the user's choice.
+void keepOthersFromWriting() { ::umask(::umask(0) | S_IWOTH); }
+
+/// libpipewire 0.3 keeps a descriptor of each recording (tests/program/roundsTest.py): under the usual limit of 1024
+/// the program could not make a thousand of them.
+void allowMoreDescriptors() {
+    constexpr rlim_t plenty = 65536;
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = std::max(limit.rlim_cur, std::min(limit.rlim_max, plenty));
+    static_cast<void>(::setrlimit(RLIMIT_NOFILE, &limit));
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    keepOthersFromWriting();
+    allowMoreDescriptors();
     const quillet::CommandLine commandLine =
         quillet::CommandLine::parse(std::span(argv, static_cast<std::size_t>(argc)));
     switch (commandLine.action) {
@@ -46,15 +75,20 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "quillet: %s\n", problem.c_str());
         return 1;
     }
-    QApplication::setApplicationName(QStringLiteral("Quillet"));
-    QApplication::setApplicationVersion(QStringLiteral(QUILLET_VERSION));
-    QApplication::setDesktopFileName(QStringLiteral("org.quillet.Quillet"));
-    const QApplication application(argc, argv);
-    QApplication::setWindowIcon(windowIcon());
+    surviveFailedWrites();
+    using quillet::Application;
+    Application::setApplicationName(QStringLiteral("Quillet"));
+    Application::setApplicationVersion(QStringLiteral(QUILLET_VERSION));
+    Application::setDesktopFileName(QStringLiteral("org.quillet.Quillet"));
+    Application application(argc, argv);
+    // First, so that the desktop has answered when the window is ready to be painted.
+    const quillet::ApplicationColours colours;
+    Application::setWindowIcon(windowIcon());
     std::unique_ptr<quillet::SingleInstance> instance = quillet::SingleInstance::make();
     if (!instance) return 0;
     quillet::AppDelegate delegate(std::move(instance));
+    application.onQuit = [&] { delegate.terminate(); };
     const quillet::QuitSignals quitSignals([&] { delegate.terminate(); });
     delegate.applicationDidFinishLaunching();
-    return QApplication::exec();
+    return Application::exec();
 }

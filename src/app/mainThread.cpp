@@ -9,7 +9,9 @@ namespace quillet {
 
 MainQueue qtMainQueue() {
     return [](std::function<void()> task) {
-        QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(task), Qt::QueuedConnection);
+        // Null: the program is ending, and a thread that had hung on a disk comes back.
+        if (QCoreApplication* const application = QCoreApplication::instance())
+            QMetaObject::invokeMethod(application, std::move(task), Qt::QueuedConnection);
     };
 }
 

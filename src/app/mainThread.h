@@ -5,7 +5,8 @@
 
 namespace quillet {
 
-/// Tasks run on the main thread's event loop, in order. Threads: any, as long as the application object exists.
+/// Tasks run on the main thread's event loop, in order. Without the application object they are
+/// dropped. Threads: any.
 [[nodiscard]] MainQueue qtMainQueue();
 
 } // namespace quillet

@@ -1,7 +1,8 @@
 // recordingControl.cpp: how AppModel starts and stops a recording.
 #include "app/AppModel.h"
 
-#include <ctime>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 namespace quillet {
@@ -10,28 +11,49 @@ namespace {
 
 constexpr int recordingFps = 60;
 
-/// The local time that names the next file. A recording replaces a file of its name, and two that begin within one
-/// second would have the same: then the name is that of the next second.
-std::tm freeLocalTime(const std::filesystem::path& folder) {
-    std::time_t time = std::time(nullptr);
-    for (int second = 0;; ++second, ++time) {
-        std::tm local{};
-        ::localtime_r(&time, &local);
-        std::error_code ignored;
-        if (second == 60 || !std::filesystem::exists(folder / recordingFileName(local), ignored)) return local;
-    }
-}
+constexpr auto recordingLine = "● 录制中…  点击停止结束。";
+constexpr auto littleRoomLine = "● 录制中…  磁盘空间不足，请尽快停止或腾出空间。";
+constexpr auto stoppedForRoomLine = "磁盘空间不足，录制已自动停止。";
 
 } // namespace
 
 void AppModel::toggleRecording() {
     if (fields.isRecording)
         stopRecording();
-    else if (!session || isStopping)
-        startRecording();
+    else if (!isPreparing && (!session || isStopping))
+        prepareRecording();
 }
 
-void AppModel::startRecording() {
+/// The file comes first: its folder may be on a disk that answers slowly or never, which must not be waited for here.
+void AppModel::prepareRecording() {
+    isPreparing = true;
+    ++busySessions;
+    const int number = ++filesMade;
+    diskCondition = mp4::DiskCondition::ample;
+    const std::weak_ptr<AppModel> weak = weak_from_this();
+    const auto onCondition = [weak, number, mainQueue = environment.recording.mainQueue](mp4::DiskCondition condition) {
+        mainQueue([weak, number, condition] {
+            const auto self = weak.lock();
+            if (!self || self->filesMade != number) return;
+            self->diskCondition = condition;
+            self->showDiskCondition();
+        });
+    };
+    environment.makeFile(onCondition, [weak, number](const std::shared_ptr<RecordingFile>& file) {
+        const auto self = weak.lock();
+        if (!self) return;
+        self->isPreparing = false;
+        // What was overtaken by an order to end lets go of its file, which is removed.
+        if (self->filesMade == number)
+            self->startRecording(file);
+        else
+            self->setStatus("无法创建录制会话。");
+        self->leaveBusy();
+    });
+    if (isPreparing) setStatus("启动中…");
+}
+
+void AppModel::startRecording(const std::shared_ptr<RecordingFile>& file) {
     std::optional<Rect> camera;
     if (fields.cameraEnabled && cameraController) camera = cameraController->frame();
     const std::optional<CaptureLayout> layout =
@@ -46,11 +68,10 @@ void AppModel::startRecording() {
                              .mirrorCamera = true};
     if (fields.beautifyEnabled) options.beautify = beautifySettings(fields);
     RecordingEnvironment surroundings = environment.recording;
-    surroundings.desktopFolder = environment.desktopFolder();
-    surroundings.localTime = [folder = surroundings.desktopFolder] { return freeLocalTime(folder); };
-    const auto made = surroundings.desktopFolder.empty()
-                          ? nullptr
-                          : environment.makeSession(options, std::move(surroundings), nullptr);
+    surroundings.desktopFolder = file->folder;
+    surroundings.localTime = [time = file->localTime] { return time; };
+    surroundings.openFile = [file](const std::filesystem::path&, Error&) { return std::move(file->sink); };
+    const auto made = file->sink ? environment.makeSession(options, std::move(surroundings), nullptr) : nullptr;
     if (!made) {
         restSources();
         return setStatus("无法创建录制会话。");
@@ -113,7 +134,24 @@ void AppModel::captureStarted(const SessionReference& started, const std::option
         return leaveBusy();
     }
     assign(&AppState::isRecording, true);
-    setStatus("● 录制中…  点击停止结束。");
+    setStatus(recordingLine);
+    if (diskCondition != mp4::DiskCondition::ample) showDiskCondition();
+}
+
+/// What the newest file's disk means for the recording that runs.
+void AppModel::showDiskCondition() {
+    if (!fields.isRecording) return;
+    switch (diskCondition) {
+        case mp4::DiskCondition::ample:
+            return setStatus(recordingLine);
+        case mp4::DiskCondition::low:
+            return setStatus(littleRoomLine);
+        case mp4::DiskCondition::exhausted:
+            stoppedForRoom = session;
+            return stopRecording();
+        case mp4::DiskCondition::failed:
+            return stopRecording(); // the completion has the reason
+    }
 }
 
 void AppModel::stopRecording() {
@@ -128,19 +166,34 @@ void AppModel::stopRecording() {
     });
 }
 
+void AppModel::completeWithoutInterface(std::chrono::milliseconds patience, const std::function<void()>& runMainQueue) {
+    isWithoutInterface = true;
+    if (!session) return;
+    const auto giveUp = std::chrono::steady_clock::now() + patience;
+    bool isComplete = false;
+    if (!isStopping) session->stop([&](const auto&, const auto&) { isComplete = true; });
+    while (!isComplete && (!isStopping || isBusy()) && std::chrono::steady_clock::now() < giveUp) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        runMainQueue();
+    }
+}
+
 void AppModel::endRecording() {
+    if (isPreparing) ++filesMade;
     if (session && !isStopping) stopRecording();
 }
 
 void AppModel::sessionEnded(const SessionReference& ended, const std::optional<std::filesystem::path>& url,
                             const std::optional<Error>& error) {
+    if (isWithoutInterface) return leaveBusy();
     // Not when the next recording is under way.
     if (session == ended.lock()) {
         session.reset();
         regionController->setRecording(false);
     }
     if (url) {
-        setStatus("已保存：" + url->filename().string() + "（桌面）");
+        const bool isForRoom = ended.lock() && ended.lock() == stoppedForRoom.lock();
+        setStatus("已保存：" + url->filename().string() + "（桌面）" + (isForRoom ? stoppedForRoomLine : ""));
         if (!isTornDown) environment.reveal(*url);
     } else {
         setStatus("导出失败：" + (error ? error->description : std::string("未知错误")));

@@ -34,6 +34,22 @@ void removeLeftovers(const std::filesystem::path& target) {
     }
 }
 
+/// Where the links at `file` lead, as long as they are the user's own: another user's could lead the user's writing
+/// anywhere.
+std::filesystem::path followOwnLinks(std::filesystem::path file) {
+    constexpr int mostLinks = 40; // as many as the kernel follows
+    for (int i = 0; i < mostLinks; ++i) {
+        struct stat status {};
+        if (::lstat(file.c_str(), &status) != 0 || !S_ISLNK(status.st_mode)) break;
+        if (status.st_uid != ::geteuid() && status.st_uid != 0) break;
+        std::error_code code;
+        const std::filesystem::path target = std::filesystem::read_symlink(file, code);
+        if (code) break;
+        file = file.parent_path() / target; // an absolute target stands alone
+    }
+    return file;
+}
+
 bool writeAll(int descriptor, std::string_view content) {
     while (!content.empty()) {
         const ssize_t count = ::write(descriptor, content.data(), content.size());
@@ -66,9 +82,7 @@ std::optional<std::string> readSmallFile(const std::filesystem::path& file) {
 }
 
 std::optional<Error> replaceAtomically(const std::filesystem::path& file, std::string_view content) {
-    std::error_code code;
-    const std::filesystem::path link = std::filesystem::weakly_canonical(file, code);
-    const std::filesystem::path target = code ? file : link;
+    const std::filesystem::path target = followOwnLinks(file);
     std::string name = target.string() + "." + std::string(randomPart);
     const int descriptor = ::mkostemp(name.data(), O_CLOEXEC);
     if (descriptor < 0) return systemError("create " + name, errno);

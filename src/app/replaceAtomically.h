@@ -14,8 +14,9 @@ namespace quillet {
 /// pipe, a device, larger). Never waits for a writer. Threads: any.
 [[nodiscard]] std::optional<std::string> readSmallFile(const std::filesystem::path& file);
 
-/// Puts a file with this content in `file`'s place, after it has reached the disk, and follows a symbolic link; the
-/// folder must be there. Whenever the process ends, the old content stands there or the new one. Threads: any.
+/// Puts a file with this content in `file`'s place, after it has reached the disk, and follows symbolic links of the
+/// user's own (or root's); one that somebody else has put there is replaced itself. The folder must be there. Whenever
+/// the process ends, the old content stands there or the new one. Threads: any.
 [[nodiscard]] std::optional<Error> replaceAtomically(const std::filesystem::path& file, std::string_view content);
 
 /// Keeps other processes that ask for it out of a folder. One that does not let go within two seconds (stopped in a

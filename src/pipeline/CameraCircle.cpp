@@ -10,21 +10,9 @@ namespace quillet {
 
 namespace {
 
-// Below this scale the picture is halved first: a filter that reads hundreds of pixels for each of a tiny circle's
-// would cost more than the circle is worth.
-constexpr double smallestFilteredScale = 0.25;
-
-/// Means of two by two pixels. `from` and `into` may be the same memory: what is written lies before what is still
-/// read.
-void halveRow(const std::byte* upper, const std::byte* lower, std::byte* into, int width) {
-    for (std::size_t x = 0; x < static_cast<std::size_t>(width); ++x)
-        for (std::size_t channel = 0; channel < 4; ++channel) {
-            const std::size_t at = x * 8 + channel;
-            const auto sum = std::to_integer<unsigned>(upper[at]) + std::to_integer<unsigned>(upper[at + 4]) +
-                             std::to_integer<unsigned>(lower[at]) + std::to_integer<unsigned>(lower[at + 4]);
-            into[x * 4 + channel] = static_cast<std::byte>((sum + 2) / 4);
-        }
-}
+// Above this many pixels of the picture for one of the circle it is halved first, which costs a fraction of a filter
+// that reads all of them; what the means of two by two leave out is finer than the circle shows.
+constexpr double mostFilteredStep = 2;
 
 void reverse(std::byte* pixels, int count) {
     for (std::byte *left = pixels, *right = pixels + static_cast<std::ptrdiff_t>(count - 1) * 4; left < right;
@@ -35,54 +23,72 @@ void reverse(std::byte* pixels, int count) {
 } // namespace
 
 bool CameraCircle::update(const PixelBuffer& camera, double diameter) {
-    const Key wanted{&camera, camera.sequence, camera.width(), camera.height(), diameter};
-    if (camera.sequence != 0 && key == wanted) return sideLength != 0;
+    const CircleShelf::Key wanted{&camera, camera.sequence, camera.width(), camera.height(), diameter, mirrored};
+    if (camera.sequence != 0 && key == wanted) return circle != nullptr;
     ++generationNumber;
     key = wanted;
-    sideLength = 0;
+    circle.reset();
     const CircleMask* mask = diameter == 0 ? nullptr : masks.mask(diameter);
     if (!mask) return false;
+    const bool isShared = shelf && camera.sequence != 0;
+    if (isShared) circle = shelf->find(wanted);
+    if (!circle) {
+        circle = draw(camera, diameter, *mask);
+        if (isShared && circle) shelf->put(wanted, circle);
+    }
+    if (!circle) return false;
+
+    const int side = circle->width();
+    if (spansDiameter != diameter) {
+        spansDiameter = diameter;
+        spans.clear();
+        for (int y = 0; y < side; ++y) {
+            const CircleMask::Span covered = mask->spans[static_cast<std::size_t>(mask->side - side + y)];
+            spans.push_back({std::min(covered.begin, side), std::min(covered.end, side)});
+        }
+    }
+    return true;
+}
+
+/// Null if memory is short.
+ConstPixelBufferRef CameraCircle::draw(const PixelBuffer& camera, double diameter, const CircleMask& mask) {
     // The picture ends where the diameter does; of an odd one the mask reaches one pixel further up and right.
-    const int side = std::min(mask->side, static_cast<int>(std::max(1L, std::lround(diameter))));
+    const int side = std::min(mask.side, static_cast<int>(std::max(1L, std::lround(diameter))));
+    const Size size{static_cast<double>(side), static_cast<double>(side)};
+    if (!pool || pool->size() != size) pool = PixelBufferPool::make(size);
+    const PixelBufferRef into = pool ? pool->acquire() : nullptr;
+    if (!into) return nullptr;
 
     prepareScaler({camera.width(), camera.height(), diameter});
     if (halvings > 0) halve(camera);
     const int sourceWidth = halvings > 0 ? halvedWidth : camera.width();
-    const auto read = [&](int row, int begin, int end, std::byte* into) {
-        const int from = mirrored ? sourceWidth - end : begin;
+    const auto read = [&](int row, int begin, int end, std::byte* to) {
+        const int first = mirrored ? sourceWidth - end : begin;
         const auto count = static_cast<std::size_t>(end - begin);
-        const auto offset = static_cast<std::size_t>(from) * 4;
-        if (halvings > 0) {
-            const auto start = static_cast<std::size_t>(row) * static_cast<std::size_t>(halvedWidth) * 4;
-            std::memcpy(into, halved.data() + start + offset, count * 4);
-        } else if (camera.alpha == Alpha::ignored) {
-            kernels::copyOpaque(into, camera.row(row) + offset, count);
+        const std::byte* from =
+            halvings == 0 ? camera.row(row)
+                          : halved.data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(halvedWidth) * 4;
+        from += static_cast<std::size_t>(first) * 4;
+        if (halvings == 0 && camera.alpha == Alpha::ignored) {
+            kernels::copyOpaque(to, from, count);
+            if (mirrored) reverse(to, end - begin);
+        } else if (mirrored) {
+            kernels::copyReversed(to, from, count);
         } else {
-            std::memcpy(into, camera.row(row) + offset, count * 4);
+            std::memcpy(to, from, count * 4);
         }
-        if (mirrored) reverse(into, end - begin);
     };
-    const std::size_t strideBytes = static_cast<std::size_t>(side) * 4;
-    pixels.resize(strideBytes * static_cast<std::size_t>(side));
-    spans.resize(static_cast<std::size_t>(side));
-    scaler->draw({0, 0, side, side}, read, pixels.data(), strideBytes);
-
-    for (int y = 0; y < side; ++y) {
-        const int maskRow = mask->side - side + y;
-        const CircleMask::Span covered = mask->spans[static_cast<std::size_t>(maskRow)];
-        spans[static_cast<std::size_t>(y)] = {std::min(covered.begin, side), std::min(covered.end, side)};
-        kernels::multiplyByMask(pixels.data() + static_cast<std::size_t>(y) * strideBytes, mask->row(maskRow),
-                                static_cast<std::size_t>(side));
-    }
-    sideLength = side;
-    return true;
+    scaler->draw({0, 0, side, side}, read, into->row(0), into->strideBytes());
+    for (int y = 0; y < side; ++y)
+        kernels::multiplyByMask(into->row(y), mask.row(mask.side - side + y), static_cast<std::size_t>(side));
+    return into;
 }
 
 void CameraCircle::clear() {
     if (!key) return;
     ++generationNumber;
     key.reset();
-    sideLength = 0;
+    circle.reset();
 }
 
 void CameraCircle::prepareScaler(const Shape& shape) {
@@ -92,7 +98,7 @@ void CameraCircle::prepareScaler(const Shape& shape) {
     int width = shape.width;
     int height = shape.height;
     double step = std::min(width, height) / shape.diameter;
-    while (step > 1 / smallestFilteredScale && std::min(width, height) >= 4) {
+    while (step > mostFilteredStep && std::min(width, height) >= 4) {
         ++halvings;
         width /= 2;
         height /= 2;
@@ -119,7 +125,7 @@ void CameraCircle::halve(const PixelBuffer& camera) {
     halved.resize(rowBytes(width) * static_cast<std::size_t>(height));
     for (int y = 0; y < height; ++y) {
         std::byte* into = halved.data() + rowBytes(width) * static_cast<std::size_t>(y);
-        halveRow(camera.row(2 * y), camera.row(2 * y + 1), into, width);
+        kernels::halve(into, camera.row(2 * y), camera.row(2 * y + 1), static_cast<std::size_t>(width));
         if (camera.alpha == Alpha::ignored)
             for (std::size_t i = 3; i < rowBytes(width); i += 4)
                 into[i] = std::byte{255};
@@ -130,7 +136,8 @@ void CameraCircle::halve(const PixelBuffer& camera) {
         height /= 2;
         for (std::size_t y = 0; y < static_cast<std::size_t>(height); ++y) {
             const std::byte* upper = halved.data() + 2 * y * fromBytes;
-            halveRow(upper, upper + fromBytes, halved.data() + y * rowBytes(width), width);
+            kernels::halve(halved.data() + y * rowBytes(width), upper, upper + fromBytes,
+                           static_cast<std::size_t>(width));
         }
     }
 }

@@ -4,6 +4,7 @@
 #include "media/AudioSampleBuffer.h"
 #include "media/PixelBuffer.h"
 #include "media/SerialQueue.h"
+#include "pipeline/CircleShelf.h"
 
 #include <functional>
 #include <memory>
@@ -54,6 +55,9 @@ public:
     /// The newest picture, or null before the first.
     [[nodiscard]] ConstPixelBufferRef latestFrame() const;
 
+    /// For those who show the pictures as circles.
+    [[nodiscard]] const std::shared_ptr<CircleShelf>& circles() const { return circleShelf; }
+
     /// Each new picture, after latestFrame has it, for a live view; on sampleQueue, no lock held but the one that makes
     /// replacing it safe. Once this returns, the callback before is neither running nor called again, so it must not
     /// wait for the thread that replaces it. Settable at any time but from within itself. It should only take the
@@ -66,6 +70,8 @@ public:
 
 private:
     CaptureDeviceFactories factories;
+    // Shared: a bubble or a film may outlive this manager.
+    const std::shared_ptr<CircleShelf> circleShelf = std::make_shared<CircleShelf>();
 
     mutable std::mutex frameLock; // guards newestFrame, held for the exchange of the reference only
     ConstPixelBufferRef newestFrame;

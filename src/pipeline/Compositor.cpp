@@ -7,6 +7,7 @@
 #include "pipeline/ScreenPicture.h"
 
 #include <cmath>
+#include <utility>
 
 namespace quillet {
 
@@ -29,8 +30,9 @@ PixelRect wholeRegion(const Rect& cropRect) {
 } // namespace
 
 struct Compositor::Implementation {
-    Implementation(Rect region, bool mirrorCamera, const std::optional<BeautifySettings>& beautify)
-        : cropRect(region), whole(wholeRegion(region)), camera(mirrorCamera) {
+    Implementation(Rect region, bool mirrorCamera, const std::optional<BeautifySettings>& beautify,
+                   std::shared_ptr<CircleShelf> circles)
+        : cropRect(region), whole(wholeRegion(region)), camera(mirrorCamera, std::move(circles)) {
         if (beautify) frame.emplace(*beautify, whole.width, whole.height);
     }
 
@@ -113,8 +115,10 @@ void Compositor::Implementation::moveCircle(const std::optional<PlacedCircle>& c
     drawnCircle = circle;
 }
 
-Compositor::Compositor(Rect cropRect, bool mirrorCamera, std::optional<BeautifySettings> beautify)
-    : implementation(std::make_unique<Implementation>(cropRect.standardised(), mirrorCamera, beautify)) {}
+Compositor::Compositor(Rect cropRect, bool mirrorCamera, std::optional<BeautifySettings> beautify,
+                       std::shared_ptr<CircleShelf> circles)
+    : implementation(
+          std::make_unique<Implementation>(cropRect.standardised(), mirrorCamera, beautify, std::move(circles))) {}
 
 Compositor::~Compositor() = default;
 

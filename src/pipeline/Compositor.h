@@ -4,6 +4,7 @@
 #include "geometry/Rect.h"
 #include "media/PixelBuffer.h"
 #include "pipeline/BeautifySettings.h"
+#include "pipeline/CircleShelf.h"
 
 #include <memory>
 #include <optional>
@@ -20,8 +21,10 @@ namespace quillet {
 class Compositor {
 public:
     /// `cropRect`: the region, whole display pixels, origin at the display's bottom left, y up; it may reach beyond the
-    /// screen frame, and what lies outside is transparent black. Output frames are of its size.
-    Compositor(Rect cropRect, bool mirrorCamera, std::optional<BeautifySettings> beautify);
+    /// screen frame, and what lies outside is transparent black. Output frames are of its size. `circles`: those of
+    /// the bubble that shows the same camera; null: none.
+    Compositor(Rect cropRect, bool mirrorCamera, std::optional<BeautifySettings> beautify,
+               std::shared_ptr<CircleShelf> circles = nullptr);
     ~Compositor();
 
     /// Fills `into` (of outputSize(), or the program stops). `cameraRect` in display pixels; the circle's diameter is

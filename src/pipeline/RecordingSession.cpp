@@ -56,12 +56,14 @@ std::shared_ptr<RecordingSession> RecordingSession::make(const RecordingOptions&
         if (error) *error = systemError("frames of the recording's size", ENOMEM);
         return nullptr;
     }
-    session->compositor = std::make_unique<Compositor>(cropRect, options.mirrorCamera, options.beautify);
+    session->compositor = std::make_unique<Compositor>(cropRect, options.mirrorCamera, options.beautify,
+                                                       session->camera ? session->camera->circles() : nullptr);
 
     const RecordingEnvironment& surroundings = session->environment;
     const std::tm local = surroundings.localTime ? surroundings.localTime() : systemLocalTime();
     session->output = surroundings.desktopFolder / recordingFileName(local);
-    session->writer = RecordingWriter::make(session->output, cropRect.size(), options.fps, options.quality, error);
+    session->writer = RecordingWriter::make(session->output, cropRect.size(), options.fps, options.quality, error,
+                                            surroundings.openFile);
     if (!session->writer) return nullptr;
 
     session->mixer = AudioMixer::make();

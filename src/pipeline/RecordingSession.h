@@ -36,6 +36,7 @@ struct RecordingEnvironment {
     SystemAudioSourceFactory systemAudio = {};     ///< not set, or answering null: the recording hears silence there
     std::function<MediaTime()> now = mediaTimeNow; ///< the clock that the sources stamp with
     std::function<std::tm()> localTime = {};       ///< for the file's name; not set: the system's
+    mp4::OpenFile openFile = {};                   ///< as RecordingWriter::make takes it
 };
 
 struct RecordingOptions {

@@ -53,7 +53,6 @@ struct RecordingWriter::Implementation {
     bool end(Ending how, Completion then);
 
     // Set by make().
-    std::filesystem::path url;
     int fps = 60;
     int width = 0;
     int height = 0;
@@ -83,7 +82,7 @@ struct RecordingWriter::Implementation {
 };
 
 std::unique_ptr<RecordingWriter> RecordingWriter::make(const std::filesystem::path& url, Size size, int fps,
-                                                       ExportQuality quality, Error* error) {
+                                                       ExportQuality quality, Error* error, const mp4::OpenFile& open) {
     const auto side = [](double value, const char* what) {
         constexpr std::int64_t most = std::numeric_limits<int>::max();
         return static_cast<int>(std::clamp<std::int64_t>(truncated(value, what), 0, most));
@@ -93,7 +92,6 @@ std::unique_ptr<RecordingWriter> RecordingWriter::make(const std::filesystem::pa
 
     Error reason;
     auto made = std::make_shared<Implementation>();
-    made->url = url;
     made->fps = fps;
     made->width = width;
     made->height = height;
@@ -108,7 +106,7 @@ std::unique_ptr<RecordingWriter> RecordingWriter::make(const std::filesystem::pa
         parts.picture = EncoderPicture::make(width, height);
         if (!parts.picture) reason = {"Quillet", 2, "not enough memory for a picture"};
     }
-    if (parts.picture) parts.sink = mp4::FileSink::make(url, reason);
+    if (parts.picture) parts.sink = open ? open(url, reason) : mp4::FileSink::make(url, reason);
     if (!parts.sink) {
         if (error) *error = reason;
         return nullptr;
@@ -289,7 +287,7 @@ void RecordingWriter::Implementation::close() {
         failure = problem;
     }
     const Completion report = std::exchange(completion, nullptr);
-    report(hasFile && !problem ? std::optional(url) : std::nullopt, problem);
+    report(hasFile && !problem ? std::optional(engine->place()) : std::nullopt, problem);
 }
 
 } // namespace quillet

@@ -7,6 +7,7 @@
 #include "media/MediaTime.h"
 #include "media/PixelBuffer.h"
 #include "pipeline/ExportQuality.h"
+#include "pipeline/mp4/ByteSink.h"
 
 #include <filesystem>
 #include <functional>
@@ -31,8 +32,10 @@ public:
     /// Replaces any file at `url` and opens it; never follows a symbolic link there. `size` in pixels, even, fractions
     /// dropped. Null when the file cannot be made or an encoder refuses; the reason goes to `error` if given. A size
     /// that is not finite stops the program.
+    /// `open` makes the file; not set: a plain one, used by the writer's thread itself.
     [[nodiscard]] static std::unique_ptr<RecordingWriter> make(const std::filesystem::path& url, Size size, int fps,
-                                                               ExportQuality quality, Error* error = nullptr);
+                                                               ExportQuality quality, Error* error = nullptr,
+                                                               const mp4::OpenFile& open = {});
     /// Without finish() the file stays as playable as it was; a file without a single frame is removed.
     ~RecordingWriter();
 

@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -68,6 +69,8 @@ public:
     void abandon();
 
     [[nodiscard]] const std::optional<Error>& error() const { return failure; }
+    /// Where the finished file is.
+    [[nodiscard]] std::filesystem::path place() const { return file.place(); }
 
 private:
     void take(const EncodedPicture& picture);

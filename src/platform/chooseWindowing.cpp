@@ -2,6 +2,7 @@
 
 #include "platform/x11/XDesktopWatch.h"
 #include "platform/x11/XMouseLog.h"
+#include "platform/x11/XThemeWatch.h"
 #include "platform/x11/XWindowControl.h"
 
 #include <QGuiApplication>
@@ -48,6 +49,14 @@ public:
     }
 };
 
+class NoTheme : public ThemeWatch {
+public:
+    [[nodiscard]] const std::string& themeName() const override { return none; }
+
+private:
+    const std::string none;
+};
+
 } // namespace
 
 std::unique_ptr<DesktopWatch> makeDesktopWatch() {
@@ -66,6 +75,12 @@ std::unique_ptr<WindowControl> makeWindowControl(QWindow& window) {
 std::unique_ptr<MouseLog> makeMouseLog() {
     if (qGuiApp->nativeInterface<QNativeInterface::QX11Application>()) return std::make_unique<XMouseLog>();
     return std::make_unique<NoMouseLog>();
+}
+
+std::unique_ptr<ThemeWatch> makeThemeWatch() {
+    if (qGuiApp->nativeInterface<QNativeInterface::QX11Application>())
+        if (auto watch = XThemeWatch::make()) return watch;
+    return std::make_unique<NoTheme>();
 }
 
 } // namespace quillet

@@ -3,6 +3,7 @@
 
 #include "platform/DesktopWatch.h"
 #include "platform/MouseLog.h"
+#include "platform/ThemeWatch.h"
 #include "platform/WindowControl.h"
 
 #include <memory>
@@ -22,5 +23,8 @@ namespace quillet {
 /// Never null: where the window system is unknown, nothing is known, and the toolkit's own places must do. Threads:
 /// main, while a QGuiApplication lives; to be gone before it.
 [[nodiscard]] std::unique_ptr<MouseLog> makeMouseLog();
+
+/// Never null: where the window system is unknown or cannot be asked, no theme has a name. Threads: main.
+[[nodiscard]] std::unique_ptr<ThemeWatch> makeThemeWatch();
 
 } // namespace quillet

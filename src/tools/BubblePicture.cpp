@@ -1,36 +1,43 @@
 #include "tools/BubblePicture.h"
 
+#include "pipeline/kernels/blend.h"
+
 #include <QPainter>
 
-#include <algorithm>
-#include <cmath>
+#include <cstddef>
 #include <cstring>
 
 namespace quillet {
 
 namespace {
 
-constexpr double ringAlpha = 0.9;
+constexpr int ringAlpha = 230; // 0.9 of 255
+constexpr QRgb opaqueWhite = 0xffffffffU;
 
-/// `level` of 255 parts of `value`, rounded.
-unsigned part(unsigned value, unsigned level) { return (value * level + 127) / 255; }
+std::byte* pixelsAt(uchar* row, int x) {
+    return reinterpret_cast<std::byte*>(row) + static_cast<std::ptrdiff_t>(x) * 4;
+}
+const std::byte* pixelsAt(const uchar* row, int x) {
+    return reinterpret_cast<const std::byte*>(row) + static_cast<std::ptrdiff_t>(x) * 4;
+}
 
 } // namespace
 
 void BubblePicture::prepareRing(const Look& look) {
     const int side = look.side;
-    ring = QImage(side, side, QImage::Format_Alpha8);
+    ring = QImage(side, side, QImage::Format_ARGB32_Premultiplied);
     ring.fill(0);
+    white.assign(static_cast<std::size_t>(side), opaqueWhite);
     {
         QPainter painter(&ring);
         painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(QPen(Qt::black, look.ringWidth));
+        painter.setPen(QPen(QColor(255, 255, 255, ringAlpha), look.ringWidth));
         const double inset = look.ringWidth / 2;
         painter.drawEllipse(QRectF(0, 0, side, side).adjusted(inset, inset, -inset, -inset));
     }
     runs.clear();
     for (int y = 0; y < side; ++y) {
-        const uchar* const row = ring.constScanLine(y);
+        const auto* const row = reinterpret_cast<const QRgb*>(ring.constScanLine(y));
         for (int x = 0; x < side;) {
             if (row[x] == 0) {
                 ++x;
@@ -58,22 +65,12 @@ void BubblePicture::draw(const PixelBuffer* camera, const Look& look) {
         canvas.fill(0);
     }
 
-    const auto full = static_cast<unsigned>(std::lround(ringAlpha * 255));
     for (const RingRun& run : runs) {
-        const uchar* const coverage = ring.constScanLine(run.y);
-        auto* const row = reinterpret_cast<QRgb*>(canvas.scanLine(run.y));
-        for (int x = run.begin; x < run.end; ++x) {
-            const unsigned level = part(full, coverage[x]);
-            const unsigned rest = 255 - level;
-            const QRgb below = row[x];
-            const auto channel = [&](unsigned shift) { return (level + part(below >> shift & 255U, rest)) << shift; };
-            QRgb pixel = channel(0) | channel(8) | channel(16) | channel(24);
-            if (look.edge == Edge::hard) {
-                const unsigned missing = 255 - (pixel >> 24);
-                pixel += missing * 0x01010101U; // premultiplied: no channel exceeds the alpha
-            }
-            row[x] = pixel;
-        }
+        std::byte* const row = pixelsAt(canvas.scanLine(run.y), run.begin);
+        const auto count = static_cast<std::size_t>(run.end - run.begin);
+        kernels::composite(row, pixelsAt(ring.constScanLine(run.y), run.begin), row, count);
+        if (look.edge == Edge::hard)
+            kernels::composite(row, row, reinterpret_cast<const std::byte*>(white.data()), count);
     }
 }
 

@@ -7,7 +7,9 @@
 
 #include <QImage>
 
+#include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace quillet {
@@ -15,6 +17,9 @@ namespace quillet {
 /// Draws a picture once, when it or the size is new; showing it again is a copy. Threads: one.
 class BubblePicture {
 public:
+    /// `circles`: those of a film of the same camera; null: none.
+    explicit BubblePicture(std::shared_ptr<CircleShelf> circles = nullptr) : circle(true, std::move(circles)) {}
+
     /// What is beneath the edge, where pixels are covered in part.
     enum class Edge {
         soft, ///< nothing: they stay transparent in part
@@ -46,9 +51,10 @@ private:
     };
     void prepareRing(const Look& look);
 
-    CameraCircle circle{true};
+    CameraCircle circle;
     QImage canvas;
-    QImage ring; // coverage by the ring
+    QImage ring;             // premultiplied
+    std::vector<QRgb> white; // as long as a run may be
     std::optional<Look> drawn;
     std::vector<RingRun> runs;
 };

@@ -16,8 +16,9 @@ constexpr double gripLineWidth = 2; // points
 
 } // namespace
 
-CameraPreviewView::CameraPreviewView(std::function<void(double)> diameterStore)
-    : FloatingWindow({.accessibleName = QStringLiteral("摄像头画面")}), storeDiameter(std::move(diameterStore)) {
+CameraPreviewView::CameraPreviewView(std::function<void(double)> diameterStore, std::shared_ptr<CircleShelf> circles)
+    : FloatingWindow({.accessibleName = QStringLiteral("摄像头画面")}), storeDiameter(std::move(diameterStore)),
+      bubble(std::move(circles)) {
     setMouseTracking(true);
     setFrame({0, 0, usualBubble, usualBubble});
 }
@@ -156,14 +157,12 @@ void CameraPreviewView::mouseReleaseEvent(QMouseEvent* event) {
 
 // A bubble whose screen has gone comes back into sight.
 void CameraPreviewView::screensRearranged() {
-    const Screen* screen = holdingScreen();
-    if (!screen || screens().list.containing(frame().centre())) return;
-    setFrame(moveWithin(frame(), 0, 0, screen->frame));
-    if (onFrameCommitted) onFrameCommitted(frame());
+    if (returnToScreens() && onFrameCommitted) onFrameCommitted(frame());
 }
 
-CameraPreviewController::CameraPreviewController(BubbleDiameterStore diameterStore)
-    : store(std::move(diameterStore)), view(store.write) {}
+CameraPreviewController::CameraPreviewController(BubbleDiameterStore diameterStore,
+                                                 std::shared_ptr<CircleShelf> circles)
+    : store(std::move(diameterStore)), view(store.write, std::move(circles)) {}
 
 void CameraPreviewController::placeDefault(const Screen& screen) {
     view.setFrame(defaultBubbleFrame(bubbleDiameter(store.read ? store.read() : 0), screen));

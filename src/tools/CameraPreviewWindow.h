@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace quillet {
@@ -24,7 +25,9 @@ struct BubbleDiameterStore {
 /// The bubble itself. It repaints only when a new picture or size has come. Threads: main.
 class CameraPreviewView : public FloatingWindow {
 public:
-    explicit CameraPreviewView(std::function<void(double)> storeDiameter);
+    /// `circles`: those of a film of the same camera; null: none.
+    explicit CameraPreviewView(std::function<void(double)> storeDiameter,
+                               std::shared_ptr<CircleShelf> circles = nullptr);
 
     /// The camera's newest picture, BGRA, as the camera sees it: the bubble mirrors it. Before the first one, and with
     /// null, there is only the ring.
@@ -68,7 +71,8 @@ private:
 /// Places the bubble and remembers its size. Made hidden. Threads: main.
 class CameraPreviewController {
 public:
-    explicit CameraPreviewController(BubbleDiameterStore store);
+    /// `circles`: those of a film of the same camera; null: none.
+    explicit CameraPreviewController(BubbleDiameterStore store, std::shared_ptr<CircleShelf> circles = nullptr);
     CameraPreviewController(const CameraPreviewController&) = delete;
     CameraPreviewController& operator=(const CameraPreviewController&) = delete;
 

@@ -6,6 +6,7 @@
 #include <QScreen>
 
 #include <algorithm>
+#include <utility>
 
 namespace quillet {
 
@@ -51,7 +52,10 @@ void FloatingLayer::watchScreen(QScreen& screen) {
 }
 
 void FloatingLayer::screensChanged() {
-    arrangement = currentScreens();
+    const ScreenSpace before = std::exchange(arrangement, currentScreens()).space;
+    // All of them before the first answers, for one may place others.
+    for (FloatingWindow* each : windows)
+        each->takeOver(before);
     for (FloatingWindow* each : std::vector(windows))
         each->screensChanged();
 }

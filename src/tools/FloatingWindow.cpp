@@ -1,5 +1,7 @@
 #include "tools/FloatingWindow.h"
 
+#include "tools/moveWithin.h"
+
 #include <QEvent>
 #include <QMouseEvent>
 #include <QPainter>
@@ -87,6 +89,13 @@ void FloatingWindow::orderOut() {
     hide();
 }
 
+bool FloatingWindow::returnToScreens() {
+    const Screen* const screen = holdingScreen();
+    if (!screen || screens().list.containing(exactFrame.centre())) return false;
+    setFrame(moveWithin(exactFrame, 0, 0, screen->frame));
+    return true;
+}
+
 const Screen* FloatingWindow::holdingScreen() const { return layer->screens().list.holding(exactFrame); }
 
 bool FloatingWindow::isTranslucent() const { return layer->isComposited() && windowHandle()->format().hasAlpha(); }
@@ -126,6 +135,12 @@ bool FloatingWindow::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void FloatingWindow::compositingChanged() { redraw(); }
+
+// Global points begin at the main screen's corner. When that moves, or another screen becomes the main one, a window
+// stays where the user sees it.
+void FloatingWindow::takeOver(const ScreenSpace& before) {
+    exactFrame = toGlobal(toQt(exactFrame, before), screens().space);
+}
 
 void FloatingWindow::screensChanged() {
     pixels = {};

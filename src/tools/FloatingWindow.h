@@ -89,6 +89,9 @@ protected:
     void redraw();
     /// The arrangement of screens has changed; the window has been placed anew.
     virtual void screensRearranged() {}
+    /// Where the middle of the window is on no screen any more: moves it onto the one that is left to it. False, and
+    /// nothing changes, where it can be reached.
+    bool returnToScreens();
 
     /// A painter on this widget whose unit is the window system's pixel, from the top left.
     void usePixels(QPainter& painter) const;
@@ -98,6 +101,7 @@ protected:
 private:
     friend class FloatingLayer;
     void compositingChanged();
+    void takeOver(const ScreenSpace& before);
     void screensChanged();
     void placeOnScreen();
     [[nodiscard]] PixelRect canvas() const;

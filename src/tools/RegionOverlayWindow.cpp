@@ -142,6 +142,8 @@ void RegionOverlayController::setRecording(bool isRecordingNow) {
     isRecording = isRecordingNow;
     window.setRecordingMode(isRecordingNow);
     updateHandles();
+    // What is recorded stays in its place until the end.
+    if (!isRecording) followScreens();
 }
 
 void RegionOverlayController::updateHandles() {

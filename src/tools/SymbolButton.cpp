@@ -62,6 +62,10 @@ void SymbolButton::showSymbol(Symbol next) {
     update();
 }
 
+QColor SymbolButton::background() const {
+    return QColor(255, 255, 255, touch() == look::Touch::none ? 46 : (touch() == look::Touch::hovered ? 66 : 92));
+}
+
 QSize SymbolButton::sizeHint() const {
     const double written = QFontMetricsF(font()).horizontalAdvance(words(text()));
     return {static_cast<int>(symbolSize + gap + written) + 16, PanelButton::sizeHint().height()};

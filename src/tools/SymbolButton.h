@@ -20,6 +20,8 @@ public:
     [[nodiscard]] QSize sizeHint() const override;
 
 protected:
+    /// White instead of grey, which would not be seen on a pane that shows something bright through.
+    [[nodiscard]] QColor background() const override;
     void paintEvent(QPaintEvent* event) override;
 
 private:

@@ -6,6 +6,7 @@
 #include "ui/look.h"
 #include "ui/palettes.h"
 
+#include <QApplication>
 #include <QBitmap>
 #include <QMouseEvent>
 #include <QPainter>
@@ -27,10 +28,20 @@ TeleprompterWindow::TeleprompterWindow()
                       .keyboard = Keyboard::whenPressed,
                       .mouse = Mouse::taken,
                       .shadow = Shadow::allowed}) {
-    setPalette(paletteOf(ColourScheme::dark, look::accent(palette()))); // whatever the desktop's scheme is
+    takeColours();
     content = new TeleprompterView(this);
     grip = new ResizeGripView(*this);
     setFocusProxy(content);
+}
+
+/// Dark whatever the desktop's scheme is, with the desktop's accent.
+void TeleprompterWindow::takeColours() {
+    setPalette(paletteOf(ColourScheme::dark, look::accent(QApplication::palette())));
+}
+
+void TeleprompterWindow::changeEvent(QEvent* event) {
+    FloatingWindow::changeEvent(event);
+    if (event->type() == QEvent::ApplicationPaletteChange) takeColours();
 }
 
 std::optional<QRegion> TeleprompterWindow::shape() const {

@@ -25,6 +25,8 @@ public:
 
 protected:
     [[nodiscard]] std::optional<QRegion> shape() const override;
+    void screensRearranged() override { returnToScreens(); }
+    void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
@@ -32,6 +34,8 @@ protected:
     void mouseReleaseEvent(QMouseEvent* event) override;
 
 private:
+    void takeColours();
+
     TeleprompterView* content;
     ResizeGripView* grip;
     bool isHeld = false;

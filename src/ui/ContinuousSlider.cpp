@@ -70,7 +70,7 @@ void ContinuousSlider::paintEvent(QPaintEvent*) {
     const QRectF place = knob();
     const double middle = place.center().x();
     const double top = (rect().height() - grooveHeight) / 2;
-    look::fillRounded(painter, {0, top, width() + 0.0, grooveHeight}, grooveHeight / 2, QColor(128, 128, 128, 76));
+    look::fillRounded(painter, {0, top, width() + 0.0, grooveHeight}, grooveHeight / 2, look::groove(palette()));
     look::fillRounded(painter, {0, top, middle, grooveHeight}, grooveHeight / 2, look::accent(palette()));
     // The knob is whole even where the slider is faint.
     painter.setOpacity(1);

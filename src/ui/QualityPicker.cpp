@@ -5,6 +5,7 @@
 #include <QKeyEvent>
 #include <QPainter>
 #include <QPolygonF>
+#include <QStyledItemDelegate>
 #include <QWheelEvent>
 
 namespace quillet {
@@ -15,6 +16,42 @@ constexpr int pickerWidth = 160;
 constexpr int paddingAbove = 5;
 constexpr int paddingBeside = 10;
 constexpr double cornerRadius = 6;
+constexpr int tickPlace = 16; // from the list's right edge
+
+/// A row of the opened list: as high as the picker and its words where the picker has its own; what is chosen is
+/// ticked.
+class Choice : public QStyledItemDelegate {
+public:
+    explicit Choice(QComboBox* owner) : QStyledItemDelegate(owner), picker(*owner) {}
+
+    [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const override {
+        return {pickerWidth, picker.sizeHint().height()};
+    }
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+        painter->save();
+        painter->setFont(picker.font());
+        const bool isPointedAt = option.state.testFlag(QStyle::State_Selected);
+        if (isPointedAt)
+            look::fillRounded(*painter, QRectF(option.rect).adjusted(3, 1, -3, -1), cornerRadius - 2,
+                              look::accent(option.palette));
+        const QColor ink = isPointedAt ? QColor(Qt::white) : look::primaryText(option.palette);
+        const int frame = (picker.width() - option.rect.width()) / 2; // the list's own, on each side
+        painter->setPen(ink);
+        look::drawLine(*painter, option.rect.adjusted(paddingBeside - frame, 0, 0, 0), Qt::AlignLeft,
+                       index.data().toString());
+        if (index.row() == picker.currentIndex()) {
+            painter->setRenderHint(QPainter::Antialiasing);
+            painter->setPen(QPen(ink, 1.6, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+            const QPointF middle(option.rect.right() - tickPlace + 1.0, QRectF(option.rect).center().y());
+            painter->drawPolyline(
+                QPolygonF({middle + QPointF(-4, 0.5), middle + QPointF(-1.2, 3.3), middle + QPointF(4, -3.2)}));
+        }
+        painter->restore();
+    }
+
+private:
+    const QComboBox& picker;
+};
 
 } // namespace
 
@@ -27,6 +64,7 @@ QualityPicker::QualityPicker(QWidget* parent) : QComboBox(parent) {
         const std::string_view label = rawValue(quality);
         addItem(QString::fromUtf8(label.data(), static_cast<qsizetype>(label.size())));
     }
+    setItemDelegate(new Choice(this));
     showQuality(shown);
     connect(this, &QComboBox::activated, this, [this](int index) {
         showQuality(shown);

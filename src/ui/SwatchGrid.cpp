@@ -37,23 +37,35 @@ protected:
     void paintEvent(QPaintEvent*) override {
         if (picture.isNull()) picture = BackgroundLibrary::image(index, pictureSize);
         QPainter painter(this);
-        prepare(painter);
-        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
         const QRectF place = look::snapped(painter, rect());
         QBrush brush(picture);
         brush.setTransform(QTransform::fromTranslate(place.x(), place.y())
                                .scale(place.width() / picture.width(), place.height() / picture.height()));
-        look::fillRounded(painter, rect(), radius(), brush);
+        // A chosen one ends beneath the middle of its outline: nothing of it shows around the smooth corners.
+        const double inset = isChecked() ? outlineWidth / 2 : 0;
+        const QRectF body = place.adjusted(inset, inset, -inset, -inset);
+        const double corner = radius() - inset / 2;
+        const auto fill = [&](const QBrush& with) {
+            painter.setPen(Qt::NoPen);
+            painter.setBrush(with);
+            painter.drawRoundedRect(body, corner, corner);
+        };
+        fill(brush);
         if (touch() == look::Touch::pressed)
-            look::fillRounded(painter, rect(), radius(), QColor(0, 0, 0, 50));
+            fill(QColor(0, 0, 0, 50));
         else if (touch() == look::Touch::hovered)
-            look::fillRounded(painter, rect(), radius(), QColor(255, 255, 255, 36));
-        if (!isChecked()) return;
-        painter.setPen(QPen(look::accent(palette()), outlineWidth));
-        painter.setBrush(Qt::NoBrush);
-        constexpr double inset = outlineWidth / 2; // the whole line lies on the swatch
-        painter.drawRoundedRect(place.adjusted(inset, inset, -inset, -inset), radius() - inset / 2,
-                                radius() - inset / 2);
+            fill(QColor(255, 255, 255, 36));
+        if (isChecked()) {
+            painter.setPen(QPen(look::accent(palette()), outlineWidth));
+            painter.setBrush(Qt::NoBrush);
+            painter.drawRoundedRect(body, corner, corner);
+        }
+        if (isEnabled()) return;
+        // The whole is made fainter: one by one, the picture would shine through the outline.
+        QColor veil = palette().color(QPalette::Window);
+        veil.setAlphaF(static_cast<float>(1 - look::disabledOpacity));
+        look::fillRounded(painter, rect(), radius(), veil);
     }
 
 private:

@@ -1,11 +1,14 @@
 #include "ui/look.h"
 
+#include "ui/palettes.h"
+
 #include <QFontDatabase>
 #include <QFontMetricsF>
 #include <QStringList>
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
 namespace quillet::look {
 
@@ -19,6 +22,24 @@ const QStringList& chineseFamilies() {
 }
 
 constexpr QRgb grey = qRgb(128, 128, 128);
+
+// White words on the accent stay legible, and on a dark ground it is still seen where it lies.
+constexpr double leastContrastToWhite = 3; // https://www.w3.org/TR/WCAG21/#contrast-minimum, for large text
+constexpr double leastContrastToGround = 1.5;
+
+double luminance(const QColor& colour) {
+    const auto linear = [](float share) {
+        return share <= 0.04045F ? share / 12.92 : std::pow((share + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) + 0.0722 * linear(colour.blueF());
+}
+
+/// A small step towards `other`.
+QColor mixed(const QColor& colour, const QColor& other) {
+    const auto mix = [](int a, int b) { return a + (b > a ? 1 : -1) * ((std::abs(b - a) + 31) / 32); };
+    return QColor::fromRgb(mix(colour.red(), other.red()), mix(colour.green(), other.green()),
+                           mix(colour.blue(), other.blue()));
+}
 
 QColor withOpacity(QColor colour, double opacity) {
     colour.setAlphaF(static_cast<float>(opacity));
@@ -37,12 +58,25 @@ QFont font(int pixels, QFont::Weight weight) {
 
 int lineHeight(int pixels) { return static_cast<int>(std::lround(pixels * 1.25)); }
 
+double contrast(const QColor& one, const QColor& other) {
+    const double a = luminance(one) + 0.05;
+    const double b = luminance(other) + 0.05;
+    return std::max(a, b) / std::min(a, b);
+}
+
 QColor accent(const QPalette& palette) {
 #if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
-    return palette.color(QPalette::Active, QPalette::Accent);
+    QColor colour = palette.color(QPalette::Active, QPalette::Accent);
 #else
-    return palette.color(QPalette::Active, QPalette::Highlight);
+    QColor colour = palette.color(QPalette::Active, QPalette::Highlight);
 #endif
+    while (contrast(colour, Qt::white) < leastContrastToWhite)
+        colour = mixed(colour, Qt::black);
+    if (schemeOf(palette) == ColourScheme::light) return colour;
+    const QColor ground = palette.color(QPalette::Active, QPalette::Window);
+    while (contrast(colour, ground) < leastContrastToGround)
+        colour = mixed(colour, Qt::white);
+    return colour;
 }
 
 QColor primaryText(const QPalette& palette) { return palette.color(QPalette::Active, QPalette::WindowText); }
@@ -58,6 +92,8 @@ QColor touched(const QColor& colour, Touch touch) {
 }
 
 QColor line(const QPalette& palette) { return withOpacity(primaryText(palette), 0.14); }
+
+QColor groove(const QPalette& palette) { return withOpacity(primaryText(palette), 0.18); }
 
 QRectF snapped(const QPainter& painter, const QRectF& rect) {
     const QTransform toDevice = painter.deviceTransform();

@@ -27,7 +27,11 @@ inline constexpr double disabledOpacity = 0.4;
 
 inline const QColor recordingRed = QColor::fromRgb(255, 59, 48);
 
-/// The system's accent colour, whether or not the window is the active one.
+/// How well two colours are told apart: 1 (equal) to 21 (black and white), as the web's guidelines count it.
+[[nodiscard]] double contrast(const QColor& one, const QColor& other);
+
+/// The system's accent colour, whether or not the window is the active one. A bright one is darkened until white words
+/// can be read on it, one that would drown in a dark window is lightened.
 [[nodiscard]] QColor accent(const QPalette& palette);
 [[nodiscard]] QColor primaryText(const QPalette& palette);
 [[nodiscard]] QColor secondaryText(const QPalette& palette);
@@ -37,6 +41,8 @@ enum class Touch { none, hovered, pressed };
 /// A filled button's own colour under the pointer and when pressed.
 [[nodiscard]] QColor touched(const QColor& colour, Touch touch);
 [[nodiscard]] QColor line(const QPalette& palette);
+/// What a slider's knob runs along, where it has not been.
+[[nodiscard]] QColor groove(const QPalette& palette);
 
 /// `rect` with its edges on whole device pixels, so that they stay sharp at every scale factor.
 [[nodiscard]] QRectF snapped(const QPainter& painter, const QRectF& rect);

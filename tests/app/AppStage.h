@@ -122,7 +122,11 @@ protected:
             .microphone = [this](SerialQueue&, auto) { return attach(hasMicrophone, "microphone"); }};
         environment.settings = std::make_shared<SettingsStore>(settingsFile);
         environment.screens = [this] { return screens; };
-        environment.desktopFolder = [this] { return desktop; };
+        environment.makeFile = [this](auto onCondition, const auto& then) {
+            onDiskCondition = onCondition;
+            then(std::make_shared<RecordingFile>(makeRecordingFile(
+                desktop, [onCondition = std::move(onCondition)](mp4::DiskCondition now) { onCondition(now); })));
+        };
         environment.reveal = [this](const std::filesystem::path& file) { revealed.push_back(file); };
         environment.keepAwake = [this]() -> std::shared_ptr<void> {
             diary.note("awake");
@@ -172,6 +176,7 @@ protected:
     bool refuseSession = false;
     std::weak_ptr<RecordingSession> newestSession;
     int draw = 0;
+    std::function<void(mp4::DiskCondition)> onDiskCondition; // of the newest recording's file
     AppEnvironment environment;
     std::shared_ptr<AppModel> model;
     Bubble* bubble = nullptr;

@@ -235,6 +235,98 @@ TEST_F(RecordingControlTest, aDisplayThatGoesAwayWhileTheFileIsCompletedChangesN
     EXPECT_FALSE(model->isBusy());
 }
 
+TEST_F(RecordingControlTest, saysThatRoomIsLittleUntilThereIsMore) {
+    makeModel();
+    ASSERT_NO_FATAL_FAILURE(record());
+    onDiskCondition(mp4::DiskCondition::low);
+    ASSERT_TRUE(reaches("● 录制中…  磁盘空间不足，请尽快停止或腾出空间。"));
+    onDiskCondition(mp4::DiskCondition::ample);
+    ASSERT_TRUE(reaches("● 录制中…  点击停止结束。"));
+    EXPECT_TRUE(model->state().isRecording);
+}
+
+TEST_F(RecordingControlTest, completesTheFileWhileThereIsRoomForIt) {
+    makeModel();
+    ASSERT_NO_FATAL_FAILURE(record());
+    onDiskCondition(mp4::DiskCondition::exhausted);
+    ASSERT_TRUE(reaches("已保存："));
+    ASSERT_EQ(revealed.size(), 1U);
+    EXPECT_EQ(statusText(), "已保存：" + revealed[0].filename().string() + "（桌面）磁盘空间不足，录制已自动停止。");
+    EXPECT_TRUE(filmPictureAt(revealed[0], {0, 1}));
+
+    ASSERT_NO_FATAL_FAILURE(record());
+    model->toggleRecording();
+    ASSERT_TRUE(isIdle());
+    EXPECT_TRUE(statusText().ends_with("（桌面）")) << "the next one was stopped by the user";
+}
+
+TEST_F(RecordingControlTest, stopsWhenTheDiskFails) {
+    makeModel();
+    ASSERT_NO_FATAL_FAILURE(record());
+    onDiskCondition(mp4::DiskCondition::failed);
+    EXPECT_TRUE(reaches("已保存：")) << "all was written before";
+}
+
+TEST_F(RecordingControlTest, theDiskOfTheLastRecordingDoesNotStopTheNext) {
+    makeModel();
+    ASSERT_NO_FATAL_FAILURE(record());
+    const auto lastOnes = onDiskCondition;
+    model->toggleRecording();
+    ASSERT_TRUE(isIdle());
+    ASSERT_NO_FATAL_FAILURE(record());
+    lastOnes(mp4::DiskCondition::failed);
+    onDiskCondition(mp4::DiskCondition::low); // comes after it
+    ASSERT_TRUE(reaches("● 录制中…  磁盘空间不足"));
+    EXPECT_TRUE(model->state().isRecording);
+}
+
+TEST_F(RecordingControlTest, waitsForAFolderThatAnswersLate) {
+    std::function<void(std::shared_ptr<RecordingFile>)> answer;
+    environment.makeFile = [&](const auto&, auto then) { answer = std::move(then); };
+    makeModel();
+    model->toggleRecording();
+    EXPECT_EQ(statusText(), "启动中…");
+    EXPECT_TRUE(model->isBusy());
+    const auto first = std::exchange(answer, nullptr);
+    model->toggleRecording();
+    EXPECT_FALSE(answer) << "one file is enough";
+    EXPECT_FALSE(diary.has("session: make at 启动中…"));
+    first(std::make_shared<RecordingFile>(makeRecordingFile(desktop, {})));
+    ASSERT_TRUE(reaches("● 录制中"));
+}
+
+TEST_F(RecordingControlTest, theEndOvertakesAFolderThatAnswersLate) {
+    std::function<void(std::shared_ptr<RecordingFile>)> answer;
+    environment.makeFile = [&](const auto&, auto then) { answer = std::move(then); };
+    makeModel();
+    model->toggleRecording();
+    bool isOver = false;
+    model->onIdle = [&] { isOver = true; };
+    model->teardownOverlays();
+    EXPECT_FALSE(isOver);
+    answer(std::make_shared<RecordingFile>(makeRecordingFile(desktop, {})));
+    EXPECT_TRUE(isOver);
+    EXPECT_FALSE(newestSession.lock());
+    EXPECT_TRUE(testing::eventually([&] { return std::filesystem::is_empty(desktop); })) << "an empty file is left";
+}
+
+TEST_F(RecordingControlTest, completesTheFileWithoutAnyInterface) {
+    makeModel();
+    ASSERT_NO_FATAL_FAILURE(record());
+    static_cast<void>(diary.take());
+    model->completeWithoutInterface(std::chrono::seconds(30), [&] {
+        bool isFirst = true; // what is there now, without waiting
+        static_cast<void>(mainQueue.runUntil([&] { return !std::exchange(isFirst, false); }));
+    });
+    std::vector<std::filesystem::path> films;
+    for (const auto& entry : std::filesystem::directory_iterator(desktop))
+        films.push_back(entry.path());
+    ASSERT_EQ(films.size(), 1U);
+    EXPECT_TRUE(filmPictureAt(films[0], {0, 1}));
+    EXPECT_TRUE(revealed.empty());
+    EXPECT_FALSE(diary.has("region: recording off at ● 录制中…  点击停止结束。"));
+}
+
 TEST_F(RecordingControlTest, aSecondPressWhileStartingStartsNothingElse) {
     makeModel();
     model->toggleRecording();

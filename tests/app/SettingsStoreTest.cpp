@@ -150,6 +150,30 @@ TEST_F(SettingsStoreTest, followsASymbolicLink) {
     EXPECT_EQ(content(), "new=true\nold=1\n");
 }
 
+TEST_F(SettingsStoreTest, neverWritesThroughSomebodyElsesLink) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can plant another user's link";
+    put("");
+    const std::filesystem::path victim = folder.path() / "victim";
+    const std::filesystem::path between = folder.path() / "between";
+    std::ofstream(victim) << "old=1\n";
+    // One that leads there straight, and one at the end of a link of the user's own.
+    for (const bool isFirst : {true, false}) {
+        std::filesystem::remove(file);
+        std::filesystem::create_symlink(victim, isFirst ? file : between);
+        if (!isFirst) std::filesystem::create_symlink(between, file);
+        constexpr uid_t nobody = 65534;
+        ASSERT_EQ(::lchown((isFirst ? file : between).c_str(), nobody, nobody), 0);
+        SettingsStore store(file);
+        store.write({{"new", isFirst}});
+        store.flush();
+        std::stringstream untouched;
+        untouched << std::ifstream(victim).rdbuf();
+        EXPECT_EQ(untouched.str(), "old=1\n");
+        EXPECT_FALSE(std::filesystem::is_symlink(isFirst ? file : between)) << "the link has been replaced";
+        EXPECT_THAT(content(), testing::HasSubstr("new="));
+    }
+}
+
 TEST_F(SettingsStoreTest, copiesThatRunBesideEachOtherKeepEachOthersKeys) {
     SettingsStore first(file);
     SettingsStore second(file);

@@ -111,6 +111,8 @@ TEST_P(Disturbed, windowsThatPaintInPartsShowNothingOfOurs) {
             xcb_free_gc(c, graphics);
         });
     };
+    // What was painted before the recording knew the window would have to be painted again.
+    ASSERT_GT(desk.recordedNow().width, 0);
     fill({10, 10, 60, 60});
     EXPECT_TRUE(desk.recording->waitFor([](const Picture& picture) { return picture.at(240, 190) == 0x20c040; }));
     paced({20, 1500ms}, [&](int) { EXPECT_GT(desk.recordedNow().width, 0); });

@@ -148,12 +148,23 @@ void ownOfEveryKind(Desk& desk) {
     desk.addOwn({.rect = {60, 40, 100, 80}, .border = 4, .opacity = 0.5});
 }
 
-// A process number is a claim that anybody can make.
+// A process number is a claim that anybody can make, and so are a class and a title.
 void claimsToBeOurs(Desk& desk) {
     addPlainOwn(desk);
     const auto ourProcess = static_cast<std::uint32_t>(::getpid());
-    desk.addOther({.rect = {150, 100, 180, 150}, .seed = 2, .processID = ourProcess});
-    desk.addOther({.rect = {300, 190, 200, 150}, .seed = 3, .handling = Handling::managed, .processID = ourProcess});
+    const auto claim = [&desk](xcb_window_t window) {
+        desk.others->run([window](xcb_connection_t* c) {
+            const auto set = [&](xcb_atom_t property, std::string_view text) {
+                xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, property, XCB_ATOM_STRING, 8,
+                                    static_cast<std::uint32_t>(text.size()), text.data());
+            };
+            set(XCB_ATOM_WM_CLASS, std::string_view("quillet\0Quillet\0", 16));
+            set(XCB_ATOM_WM_NAME, "Quillet");
+        });
+    };
+    claim(desk.addOther({.rect = {150, 100, 180, 150}, .seed = 2, .processID = ourProcess}));
+    claim(desk.addOther(
+        {.rect = {300, 190, 200, 150}, .seed = 3, .handling = Handling::managed, .processID = ourProcess}));
 }
 
 // Places.

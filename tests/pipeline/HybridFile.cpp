@@ -44,6 +44,8 @@ public:
     }
     std::optional<Error> close() override { return std::nullopt; }
     void discard() override { writes.clear(); }
+    std::optional<std::uint64_t> availableBytes() override { return std::nullopt; }
+    [[nodiscard]] std::filesystem::path place() const override { return {}; }
 
     std::vector<Write>& writes;
     std::size_t failFrom;

@@ -1,4 +1,6 @@
 """a11y: the program's controls as a screen reader finds them: by what they are and what they are called."""
+import time
+
 import gi
 
 gi.require_version("Atspi", "2.0")
@@ -11,6 +13,7 @@ ROLES = {
     "switch": {Atspi.Role.CHECK_BOX, Atspi.Role.TOGGLE_BUTTON},
     "slider": {Atspi.Role.SLIDER},
     "picker": {Atspi.Role.COMBO_BOX},
+    "item": {Atspi.Role.LIST_ITEM},
     "label": {Atspi.Role.LABEL},
     "window": {Atspi.Role.FRAME, Atspi.Role.WINDOW},
     "text": {Atspi.Role.TEXT},
@@ -64,9 +67,32 @@ class Panel:
         assert node, f"no {kind} {name!r} among {self.names(kind)}"
         return node
 
+    def status(self, beginning):
+        """The label that begins so, as it is now; None when there is none."""
+        return next((name for name in self.names("label") if name.startswith(beginning)), None)
+
     def press(self, kind, name):
         # The accessible itself implements the interface, as its class.
         assert Atspi.Action.do_action(self.await_(kind, name), 0), name
+
+    def place(self, kind, name):
+        """x, y, width, height on the screen."""
+        extents = Atspi.Component.get_extents(self.await_(kind, name), Atspi.CoordType.SCREEN)
+        return extents.x, extents.y, extents.width, extents.height
+
+    @staticmethod
+    def text_of(node):
+        return Atspi.Text.get_text(node, 0, -1)
+
+    @staticmethod
+    def write(node, text):
+        assert Atspi.EditableText.set_text_contents(node, text)
+
+    def answer_seconds(self):
+        """How long the program's main thread takes to answer one small question."""
+        begin = time.monotonic()
+        assert Atspi.Component.get_extents(self.program.get_child_at_index(0), Atspi.CoordType.SCREEN)
+        return time.monotonic() - begin
 
     def is_on(self, kind, name):
         node = self.await_(kind, name)

@@ -2,12 +2,14 @@
 """lifecycleTest: how the program begins and ends. Runs inside tests/desktop/desktop (1280 by 900, openbox)."""
 import os
 import pathlib
+import shutil
 import signal
 import subprocess
 import time
 import unittest
 
 from outside import Case, SETTINGS, Program, films, geometry, is_finished, run, windows
+from sessionManager import BOTH, GLOBAL, SessionManager
 
 JUNK = ["", "no number", "-5", "1e308", "-1e308", "99999999999999999999", "nan", "true", "\\", "全屏 "]
 KEYS = ["rangeMode", "micEnabled", "quality", "beautifyEnabled", "backgroundIndex", "cornerRadius", "padding",
@@ -115,8 +117,8 @@ class Ending(Case):
         self.moving.wait()
         self.moving.stdout.close()
 
-    def record(self):
-        program, window = self.start()
+    def record(self, **environment):
+        program, window = self.start(**environment)
         self.press_key(window, "space")
         self.until(lambda: films() and films()[0].stat().st_size > 200_000, "no recording has begun")
         return program, window
@@ -169,6 +171,42 @@ class Ending(Case):
         finally:
             nohup.terminate()
             self.assertEqual(nohup.wait(20), 0)
+
+    def test_aLogoutWaitsForTheFilmAndMayBeCalledOff(self):
+        session = SessionManager()
+        self.addCleanup(session.close)
+        program, window = self.record(SESSION_MANAGER=session.address)
+        self.assertTrue(session.greets(), "it does not know its session")
+        for kind in (GLOBAL, BOTH):
+            self.assertTrue(session.asks_to_save(kind))
+            # Right now: the session may be gone in a moment.
+            self.assertWholeFilm()
+            session.calls_off()
+            films()[0].unlink()
+            self.press_key(window, "space")
+            self.until(lambda: films() and films()[0].stat().st_size > 200_000, "it records no more")
+            self.assertTrue(program.is_running())
+        # The last word alone, without any question before.
+        self.assertTrue(session.says_the_last_word())
+        self.assertEqual(program.wait(), 0)
+        self.assertWholeFilm()
+
+    @unittest.skipUnless(shutil.which("xsm"), "there is no xsm")
+    def test_aRealSessionsEndLeavesAWholeFilm(self):
+        address = pathlib.Path(os.environ["HOME"]) / "session"
+        startup = pathlib.Path(os.environ["HOME"]) / ".xsmstartup"
+        startup.write_text(f"sh -c 'echo $SESSION_MANAGER >{address}.new && mv {address}.new {address}'\n")
+        manager = subprocess.Popen(["xsm"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        try:
+            self.until(address.exists, "the session manager starts nothing")
+            program, _ = self.record(SESSION_MANAGER=address.read_text().strip())
+            manager.terminate()  # its way of ending the session
+            self.assertEqual(program.wait(), 0)
+            self.assertWholeFilm()
+            manager.wait(20)
+        finally:
+            manager.kill()
+            manager.wait()
 
 
 if __name__ == "__main__":

@@ -13,6 +13,8 @@ PROGRAM = os.environ["QUILLET_PROGRAM"]
 DESKTOP = pathlib.Path(os.environ["HOME"]) / "Desktop"
 SETTINGS = pathlib.Path(os.environ["XDG_CONFIG_HOME"]) / "quillet" / "settings"
 WINDOW = "^Quillet$"
+OUTLINE, MOVE, RESIZE = "^录制范围$", "^移动录制范围$", "^调整录制范围大小$"
+BUBBLE, SCRIPT = "^摄像头画面$", "^提词器$"
 
 
 def eventually(question, seconds=20):
@@ -46,6 +48,40 @@ def geometry(window):
             if key in line:
                 values[name] = line.split(":")[1]
     return tuple(int(values[key]) for key in ("X", "Y", "WIDTH", "HEIGHT")) if status == 0 else None
+
+
+def colours_at(x, y, width, height):
+    """The pixels of that part of the screen, row by row, as (red, green, blue)."""
+    pixels = subprocess.run(
+        ["ffmpeg", "-loglevel", "error", "-f", "x11grab", "-draw_mouse", "0", "-video_size", f"{width}x{height}", "-i",
+         f"{os.environ['DISPLAY']}+{x},{y}", "-frames:v", "1", "-f", "rawvideo", "-pix_fmt", "rgb24", "-"],
+        capture_output=True, check=True, timeout=60).stdout
+    return [tuple(pixels[place : place + 3]) for place in range(0, len(pixels), 3)]
+
+
+def record_everything():
+    """The next program records the whole screen."""
+    SETTINGS.parent.mkdir(exist_ok=True)
+    SETTINGS.write_text("Quillet.rangeMode=全屏\n")
+
+
+def place(title):
+    """x, y, width, height of the visible window of that title; None when there is none."""
+    found = windows(title)
+    return geometry(found[0]) if found else None
+
+
+def centre(rect):
+    return rect[0] + rect[2] // 2, rect[1] + rect[3] // 2
+
+
+def drag(start, by, steps=12):
+    """Presses at a point, moves by that much in steps, lets go."""
+    words = ["mousemove", str(start[0]), str(start[1]), "sleep", "0.05", "mousedown", "1"]
+    for step in range(1, steps + 1):
+        x, y = max(start[0] + by[0] * step // steps, 0), max(start[1] + by[1] * step // steps, 0)
+        words += ["mousemove", str(x), str(y), "sleep", "0.02"]
+    run("xdotool", *words, "mouseup", "1")
 
 
 def films():

@@ -17,7 +17,7 @@ gi.require_version("GLib", "2.0")
 from gi.repository import Gio, GLib  # noqa: E402
 
 from a11y import Panel  # noqa: E402
-from outside import Case, DESKTOP, films, is_finished  # noqa: E402
+from outside import Case, DESKTOP, colours_at, films, geometry, is_finished  # noqa: E402
 
 INTERFACES = """<node>
 <interface name="org.freedesktop.FileManager1"><method name="ShowItems"><arg type="as" direction="in"/>
@@ -30,6 +30,8 @@ INTERFACES = """<node>
   <arg type="h" direction="out"/></method></interface>
 <interface name="org.freedesktop.portal.Inhibit"><method name="Inhibit"><arg type="s" direction="in"/>
   <arg type="u" direction="in"/><arg type="a{sv}" direction="in"/><arg type="o" direction="out"/></method></interface>
+<interface name="org.freedesktop.portal.Settings"><method name="ReadAll"><arg type="as" direction="in"/>
+  <arg type="a{sa{sv}}" direction="out"/></method></interface>
 <interface name="org.freedesktop.portal.Request"><method name="Close"/></interface></node>"""
 PATHS = {
     "org.freedesktop.FileManager1": "/org/freedesktop/FileManager1",
@@ -37,6 +39,7 @@ PATHS = {
     "org.freedesktop.login1": "/org/freedesktop/login1",
     "org.freedesktop.portal.Desktop": "/org/freedesktop/portal/desktop",
 }
+APPEARANCE = "org.freedesktop.appearance"
 REQUEST = "/org/freedesktop/portal/desktop/request/1"
 
 
@@ -44,7 +47,7 @@ class Services:
     """Services with these names, until close(). `calls` lists (method, arguments); a silent service never answers."""
 
     def __init__(self, *names, silent=False):
-        self.calls, self.silent, self.lock_reader = [], silent, None
+        self.calls, self.silent, self.lock_reader, self.appearance = [], silent, None, {}
         self.connection = Gio.DBusConnection.new_for_address_sync(
             os.environ["DBUS_SESSION_BUS_ADDRESS"],
             Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION, None, None)
@@ -70,11 +73,20 @@ class Services:
             invocation.return_value(GLib.Variant("(u)", (77,)))
         elif interface == "org.freedesktop.portal.Inhibit":
             invocation.return_value(GLib.Variant("(o)", (REQUEST,)))
+        elif interface == "org.freedesktop.portal.Settings":
+            invocation.return_value(GLib.Variant("(a{sa{sv}})", ({APPEARANCE: self.appearance},)))
         else:
             invocation.return_value(None)
 
     def called(self, method):
         return [arguments for name, arguments in self.calls if name == method]
+
+    def set_appearance(self, **settings):
+        """Underscores stand for hyphens. Tells of each change."""
+        self.appearance = {key.replace("_", "-"): value for key, value in settings.items()}
+        for key, value in self.appearance.items():
+            self.connection.emit_signal(None, PATHS["org.freedesktop.portal.Desktop"], "org.freedesktop.portal.Settings",
+                                        "SettingChanged", GLib.Variant("(ssv)", (APPEARANCE, key, value)))
 
     def lock_is_held(self):
         """Whether somebody still holds the descriptor that was handed out."""
@@ -195,6 +207,33 @@ class Sleep(ServicesCase):
         time.sleep(0.2)
         program.signal(signal.SIGKILL)
         self.until(lambda: not services.lock_is_held(), "the lock outlives the program")
+
+
+DARK, LIGHT = GLib.Variant("u", 1), GLib.Variant("u", 2)
+
+
+class Appearance(ServicesCase):
+    def shows(self, window, ground, button):
+        """Whether the control window stands there on this ground, with a record button of this colour."""
+        x, y, width, height = geometry(window)
+        colours = set(colours_at(x, y, width, height))
+        return {ground, button} <= colours
+
+    def test_followsTheDesktopWhileItRuns(self):
+        portal = self.offer("org.freedesktop.portal.Desktop")
+        portal.set_appearance(color_scheme=DARK)
+        _, window = self.start_with_bus()
+        self.until(lambda: self.shows(window, (36, 36, 39), (0, 122, 255)), "it is not dark")
+        green = GLib.Variant("(ddd)", (58 / 255, 148 / 255, 74 / 255))
+        portal.set_appearance(color_scheme=LIGHT, accent_color=green)
+        self.until(lambda: self.shows(window, (246, 246, 247), (58, 148, 74)), "it is not light and green")
+        portal.set_appearance(color_scheme=DARK, accent_color=GLib.Variant("(ddd)", (-1, -1, -1)))
+        self.until(lambda: self.shows(window, (36, 36, 39), (0, 122, 255)), "it is not dark and blue")
+
+    def test_aPortalThatDoesNotAnswerHoldsNothingUp(self):
+        self.offer("org.freedesktop.portal.Desktop", silent=True)
+        _, window = self.start_with_bus()
+        self.until(lambda: self.shows(window, (246, 246, 247), (0, 122, 255)), "it is not light and blue", 10)
 
 
 class DesktopFolder(ServicesCase):

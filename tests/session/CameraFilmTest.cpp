@@ -57,6 +57,10 @@ protected:
     }
 
     void plugInAndAttach(VirtualCamera::Options options = {}) {
+        ASSERT_NO_FATAL_FAILURE(plugInAndStart(std::move(options)));
+        ASSERT_TRUE(eventually([&] { return manager->latestFrame() != nullptr; }));
+    }
+    void plugInAndStart(VirtualCamera::Options options) {
         camera = VirtualCamera::make(PipeWireConnection::make(sound->connectionOptions()), std::move(options));
         ASSERT_TRUE(camera);
         ASSERT_TRUE(eventually([&] { return !CameraDirectory(nodes).cameras().empty(); }));
@@ -65,7 +69,6 @@ protected:
             .microphone = {}});
         ASSERT_TRUE(manager->attachCamera());
         manager->start();
-        ASSERT_TRUE(eventually([&] { return manager->latestFrame() != nullptr; }));
     }
 
     /// A window of the program's own, standing where the bubble does, painted again for each new camera picture.
@@ -125,7 +128,7 @@ protected:
     }
 
     /// Ends the recording and decodes it.
-    [[nodiscard]] std::vector<Seen> film(testing::CircleMirroring mirroring = testing::CircleMirroring::leftToRight) {
+    [[nodiscard]] test::Movie finish() {
         std::optional<std::filesystem::path> url;
         bool done = false;
         session->stop([&](auto file, auto) {
@@ -137,8 +140,12 @@ protected:
             ADD_FAILURE() << "no film";
             return {};
         }
-        const test::Movie movie = test::readMovie(*url, test::ReadDepth::pictures);
+        test::Movie movie = test::readMovie(*url, test::ReadDepth::pictures);
         EXPECT_EQ(movie.pictures.size(), movie.video->packets.size());
+        return movie;
+    }
+    [[nodiscard]] std::vector<Seen> film(testing::CircleMirroring mirroring = testing::CircleMirroring::leftToRight) {
+        const test::Movie movie = finish();
         std::vector<Seen> result;
         for (const test::MoviePicture& picture : movie.pictures) {
             const std::int64_t micros = movie.video->timeOf(picture.pts).valueIn(liveTimescale) + firstFrame.load();
@@ -282,6 +289,51 @@ TEST_F(CameraFilmTest, goesOnWithoutTheCameraAndWithItAgain) {
     }
     EXPECT_TRUE(isKept);
     EXPECT_GE(*seen.back().circle.number, 10000U);
+}
+
+TEST_F(CameraFilmTest, showsTheCameraUprightWhenItIsTurnedInMidRecording) {
+    plugInAndAttach({.offers = {{.layout = CameraLayout::nv12, .width = 640, .height = 480, .framesPerSecond = 30}}});
+    showBubble({300, 200, 200, 200});
+    startRecording();
+    ASSERT_TRUE(cameraGoesOn(5));
+    const std::uint64_t before = camera->latestNumber();
+    // Lying on its side, it says so.
+    camera->change({{.layout = CameraLayout::yuy2, .width = 640, .height = 360, .framesPerSecond = 30}}, {false, 1});
+    ASSERT_TRUE(eventually([&] { return manager->latestFrame()->width() == 360; }));
+    ASSERT_TRUE(cameraGoesOn(10));
+    const std::vector<Seen> seen = film();
+    ASSERT_FALSE(seen.empty());
+    for (const Seen& each : seen) {
+        EXPECT_NEAR(each.circle.centreX, 400, 0.3);
+        EXPECT_NEAR(each.circle.centreY, displayHeight - 300, 0.3);
+        EXPECT_NEAR(each.circle.diameter, 199, 1);
+    }
+    EXPECT_LE(*seen.front().circle.number, before);
+    EXPECT_GT(*seen.back().circle.number, before + 1);
+}
+
+TEST_F(CameraFilmTest, isAFilmWithoutACircleWhileTheCameraDeliversNothing) {
+    for (const bool isBusy : {false, true}) {
+        plugInAndStart({.isSilent = true, .isBusy = isBusy});
+        bubbleFrame = Rect{300, 200, 200, 200};
+        startRecording();
+        ASSERT_TRUE(eventually([&] { return isBusy ? camera->refusals() > 0 : camera->isOn(); }));
+        const std::size_t window = own->addWindow({0, 0, 32, 32}, 1);
+        for (std::uint32_t seed = 2; seed < 6; ++seed) {
+            const int before = screenFrames;
+            own->repaint(window, seed);
+            ASSERT_TRUE(eventually([&] { return screenFrames > before; }));
+        }
+        const test::Movie movie = finish();
+        EXPECT_GE(movie.pictures.size(), 2U) << "the recording goes on";
+        for (const test::MoviePicture& picture : movie.pictures)
+            EXPECT_FALSE(testing::findCircle(picture, desktopLuma, testing::CircleMirroring::leftToRight));
+        session.reset();
+        manager.reset();
+        camera.reset();
+        own->unmap(window);
+        ASSERT_TRUE(eventually([&] { return CameraDirectory(nodes).cameras().empty(); }));
+    }
 }
 
 } // namespace

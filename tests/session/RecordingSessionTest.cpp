@@ -162,6 +162,24 @@ TEST_F(RecordingSessionTest, namesItsFileAfterTheLocalTime) {
     EXPECT_EQ(session->outputURL(), folder.path() / "Quillet-20240102-030405.mp4");
 }
 
+TEST_F(RecordingSessionTest, midnightAndANewSystemTimeInMidRecordingChangeNothing) {
+    int asked = 0;
+    environment.localTime = [&] {
+        std::tm time{};
+        time.tm_year = asked++ == 0 ? 124 : 70; // years back, should it be asked again
+        time.tm_mday = 2;
+        return time;
+    };
+    makeAndStart();
+    for (const int number : {0, 30, 60})
+        show(number);
+    clock = (MediaTime{1000, 1} + MediaTime{90, 30}).valueIn(clockTimescale);
+    const auto [url, error] = stop();
+    EXPECT_EQ(asked, 1) << "nothing but the name comes from the system's time";
+    EXPECT_EQ(url, folder.path() / "Quillet-20240102-000000.mp4");
+    EXPECT_NEAR(test::readMovie(*url).durationSeconds, 3, 0.01);
+}
+
 TEST_F(RecordingSessionTest, startsTheTimelineAtTheFirstFrameAndKeepsEveryTime) {
     makeAndStart();
     EXPECT_FALSE(startError);

@@ -16,6 +16,8 @@ namespace quillet::kernels::HWY_NAMESPACE {
 // Without vectors there is nothing to do better.
 using scalar::composite;
 using scalar::copyOpaque;
+using scalar::copyReversed;
+using scalar::halve;
 using scalar::multiplyByMask;
 
 #else
@@ -66,6 +68,38 @@ void copyOpaque(std::byte* into, const std::byte* from, std::size_t count) {
     scalar::copyOpaque(into + i * 4, from + i * 4, count - i);
 }
 
+void copyReversed(std::byte* into, const std::byte* from, std::size_t count) {
+    const std::size_t step = hn::Lanes(wholePixels);
+    std::size_t i = 0;
+    for (; i + step <= count; i += step) {
+        const auto pixels = hn::BitCast(wholePixels, load(from + (count - i - step) * 4));
+        store(hn::BitCast(bytes, hn::Reverse(wholePixels, pixels)), into + i * 4);
+    }
+    scalar::copyReversed(into + i * 4, from, count - i);
+}
+
+void halve(std::byte* into, const std::byte* upper, const std::byte* lower, std::size_t count) {
+    const std::size_t step = hn::Lanes(wholePixels);
+    const auto low = hn::Set(words, std::uint16_t{0xFF});
+    const auto two = hn::Set(words, std::uint16_t{2});
+    std::size_t i = 0;
+    for (; i + step <= count; i += step) {
+        auto even = two;
+        auto odd = two;
+        for (const std::byte* row : {upper, lower}) {
+            const auto first = hn::BitCast(wholePixels, load(row + i * 8));
+            const auto second = hn::BitCast(wholePixels, load(row + (i * 2 + step) * 4));
+            const auto left = hn::BitCast(words, hn::ConcatEven(wholePixels, second, first));
+            const auto right = hn::BitCast(words, hn::ConcatOdd(wholePixels, second, first));
+            even = hn::Add(even, hn::Add(hn::And(left, low), hn::And(right, low)));
+            odd = hn::Add(odd, hn::Add(hn::ShiftRight<8>(left), hn::ShiftRight<8>(right)));
+        }
+        const auto oddBytes = hn::ShiftLeft<8>(hn::ShiftRight<2>(odd));
+        store(hn::BitCast(bytes, hn::Or(hn::ShiftRight<2>(even), oddBytes)), into + i * 4);
+    }
+    scalar::halve(into + i * 4, upper + i * 8, lower + i * 8, count - i);
+}
+
 void multiplyByMask(std::byte* pixels, const std::uint8_t* mask, std::size_t count) {
     const hn::Rebind<std::uint8_t, Pixels> maskBytes;
     const std::size_t step = hn::Lanes(wholePixels);
@@ -97,11 +131,21 @@ HWY_AFTER_NAMESPACE();
 namespace quillet::kernels {
 
 HWY_EXPORT(copyOpaque);
+HWY_EXPORT(copyReversed);
+HWY_EXPORT(halve);
 HWY_EXPORT(multiplyByMask);
 HWY_EXPORT(composite);
 
 void copyOpaque(std::byte* into, const std::byte* from, std::size_t count) {
     HWY_DYNAMIC_DISPATCH(copyOpaque)(into, from, count);
+}
+
+void copyReversed(std::byte* into, const std::byte* from, std::size_t count) {
+    HWY_DYNAMIC_DISPATCH(copyReversed)(into, from, count);
+}
+
+void halve(std::byte* into, const std::byte* upper, const std::byte* lower, std::size_t count) {
+    HWY_DYNAMIC_DISPATCH(halve)(into, upper, lower, count);
 }
 
 void multiplyByMask(std::byte* pixels, const std::uint8_t* mask, std::size_t count) {

@@ -1,5 +1,7 @@
 #include "pipeline/kernels/resample.h"
 
+#include <algorithm>
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "pipeline/kernels/resample.cpp"
 // This file is compiled once for each kind of CPU; the order of these two includes matters.
@@ -123,8 +125,10 @@ HWY_INLINE std::size_t filterColumnsWith(const std::int16_t* const* rowsInMemory
     const hn::Repartition<std::uint32_t, decltype(narrowBytes)> narrowPixels;
     const std::size_t step = hn::Lanes(values) / 4;
     const auto middle = hn::Set(narrowBytes, std::uint8_t{0x80});
-    std::size_t pixel = 0;
-    for (; pixel + step <= count; pixel += step) {
+    if (count < step) return 0;
+    // The last vector may cover pixels for a second time.
+    for (std::size_t next = 0; next < count; next += step) {
+        const std::size_t pixel = std::min(next, count - step);
         auto sum = hn::Set(values, std::int16_t{32});
         for (std::size_t tap = 0; tap < taps; ++tap)
             sum = hn::Add(sum,
@@ -136,7 +140,7 @@ HWY_INLINE std::size_t filterColumnsWith(const std::int16_t* const* rowsInMemory
         const auto limit = hn::BitCast(narrowBytes, hn::Or(twice, hn::ShiftLeft<16>(twice)));
         hn::StoreU(hn::Min(picture, limit), narrowBytes, asBytes(into + pixel * 4));
     }
-    return pixel;
+    return count;
 }
 
 void filterColumns(const std::int16_t* const* rows, const std::int16_t* weights, std::size_t taps, std::size_t count,

@@ -1,6 +1,7 @@
 #include "pipeline/kernels/blend.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace quillet::kernels::scalar {
 
@@ -16,6 +17,20 @@ unsigned product(std::byte value, unsigned factor) {
 void copyOpaque(std::byte* into, const std::byte* from, std::size_t count) {
     for (std::size_t i = 0; i < count * 4; ++i)
         into[i] = i % 4 == 3 ? std::byte{255} : from[i];
+}
+
+void copyReversed(std::byte* into, const std::byte* from, std::size_t count) {
+    for (std::size_t pixel = 0; pixel < count; ++pixel)
+        std::memcpy(into + pixel * 4, from + (count - 1 - pixel) * 4, 4);
+}
+
+void halve(std::byte* into, const std::byte* upper, const std::byte* lower, std::size_t count) {
+    for (std::size_t pixel = 0; pixel < count; ++pixel)
+        for (std::size_t i = pixel * 8; i < pixel * 8 + 4; ++i) {
+            const unsigned sum = std::to_integer<unsigned>(upper[i]) + std::to_integer<unsigned>(upper[i + 4]) +
+                                 std::to_integer<unsigned>(lower[i]) + std::to_integer<unsigned>(lower[i + 4]);
+            into[i - pixel * 4] = static_cast<std::byte>((sum + 2) / 4);
+        }
 }
 
 void multiplyByMask(std::byte* pixels, const std::uint8_t* mask, std::size_t count) {

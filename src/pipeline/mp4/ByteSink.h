@@ -7,6 +7,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
 #include <optional>
 
 namespace quillet::mp4 {
@@ -28,6 +31,13 @@ public:
     [[nodiscard]] virtual std::optional<Error> close() = 0;
     /// Closes and removes the file.
     virtual void discard() = 0;
+    /// Bytes that are left for files on the same disk; nothing where that cannot be told. Until it is closed.
+    [[nodiscard]] virtual std::optional<std::uint64_t> availableBytes() = 0;
+    /// Where the file is: where it was made, unless somebody has moved or removed it before it was closed.
+    [[nodiscard]] virtual std::filesystem::path place() const = 0;
 };
+
+/// Makes the file of a recording; null with the reason.
+using OpenFile = std::function<std::unique_ptr<ByteSink>(const std::filesystem::path&, Error&)>;
 
 } // namespace quillet::mp4

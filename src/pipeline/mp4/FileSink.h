@@ -18,18 +18,27 @@ public:
     FileSink(const FileSink&) = delete;
     FileSink& operator=(const FileSink&) = delete;
 
+    /// What fails at the file's end leaves nothing of itself.
     std::optional<Error> writeAt(std::uint64_t offset, std::span<const std::byte> bytes) override;
     void writeBehind(std::uint64_t offset, std::uint64_t length) override;
     std::optional<Error> synchronise() override;
+    /// A file that has been moved meanwhile stays where it is. One that has been removed is brought back, and its
+    /// folder with it: as long as it was recorded, the user wanted it.
     std::optional<Error> close() override;
     /// Only if the file at the path is still the one that was made here.
     void discard() override;
+    [[nodiscard]] std::optional<std::uint64_t> availableBytes() override;
+    [[nodiscard]] std::filesystem::path place() const override { return path; }
 
 private:
     FileSink(std::filesystem::path filePath, int opened) : path(std::move(filePath)), descriptor(opened) {}
 
+    [[nodiscard]] bool isAtItsPath() const;
+    [[nodiscard]] std::optional<Error> bringBack();
+
     std::filesystem::path path;
     int descriptor;
+    std::uint64_t wholeBytes = 0; // the end of the last write that succeeded
 };
 
 } // namespace quillet::mp4

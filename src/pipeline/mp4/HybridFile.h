@@ -8,6 +8,7 @@
 #include <span>
 
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -26,10 +27,10 @@ namespace quillet::mp4 {
 /// turns the 16 bytes of `free` into the header of an mdat box that ends where that moov begins: one write, before
 /// which the file is a fragmented one and after which it is an ordinary one.
 ///
-/// The cost of finishing follows the number of samples, not their bytes. Power loss: the kernel is told to carry
-/// whole megabytes to the disk as they come (so that finishing has little left to wait for), but nothing waits for the
-/// disk before finish(); a crash of the whole machine may cost what the file system had not committed, typically the
-/// last 5 to 30 seconds.
+/// The cost of finishing follows the number of samples, not their bytes. Power loss: nothing here waits for the disk
+/// before finish(). On a DiskFile what was written is synchronised every second. On a plain sink the kernel is told to
+/// carry whole megabytes to the disk as they come, and a crash of the whole machine may cost what the file system had
+/// not committed, typically the last 5 to 30 seconds.
 ///
 /// Threads: one at a time. Errors: the first one stays, and everything after it does nothing and answers it again.
 class HybridFile {
@@ -54,6 +55,8 @@ public:
     std::optional<Error> finish(std::int64_t videoEndTicks, std::int64_t audioLength);
     /// Closes and removes the file.
     void discard();
+    /// Where the finished file is.
+    [[nodiscard]] std::filesystem::path place() const { return sink->place(); }
 
     [[nodiscard]] const std::optional<Error>& error() const { return failure; }
 

@@ -3,6 +3,7 @@
 #include "geometry/fatal.h"
 #include "platform/pipewire/cameraFormats.h"
 #include "platform/pipewire/spaParameters.h"
+#include "platform/pipewire/streamBuffers.h"
 
 #include <spa/buffer/meta.h>
 #include <spa/param/buffers.h>
@@ -19,36 +20,6 @@ namespace {
 
 /// Room for the picture that is being converted, the newest one, and those that the camera fills meanwhile.
 constexpr int wantedBuffers = 4;
-
-bool isEmptyOrDamaged(const spa_buffer& buffer) {
-    if (buffer.n_datas == 0 || !buffer.datas[0].chunk || buffer.datas[0].chunk->size == 0) return true;
-    if ((static_cast<std::uint32_t>(buffer.datas[0].chunk->flags) & SPA_CHUNK_FLAG_CORRUPTED) != 0) return true;
-    const auto* header = static_cast<const spa_meta_header*>(
-        spa_buffer_find_meta_data(&buffer, SPA_META_Header, sizeof(spa_meta_header)));
-    return header && (header->flags & SPA_META_HEADER_FLAG_CORRUPTED) != 0;
-}
-
-CameraPicture pictureOf(const spa_buffer& buffer) {
-    CameraPicture picture;
-    picture.planeCount = std::min<std::size_t>(buffer.n_datas, picture.planes.size());
-    for (std::size_t i = 0; i < picture.planeCount; ++i) {
-        const spa_data& data = buffer.datas[i];
-        if (!data.data || !data.chunk || data.maxsize == 0) continue;
-        // What the chunk says is another program's word: only the mapped memory counts.
-        const std::size_t offset = data.chunk->offset % data.maxsize;
-        const std::size_t size = std::min<std::size_t>(data.chunk->size, data.maxsize - offset);
-        const int stride = data.chunk->stride;
-        if (stride < 0) continue; // rows from the bottom up: no camera does that, and nobody says where they begin
-        picture.planes[i] = {static_cast<const std::byte*>(data.data) + offset, size, static_cast<std::size_t>(stride)};
-    }
-    const auto* turn = static_cast<const spa_meta_videotransform*>(
-        spa_buffer_find_meta_data(&buffer, SPA_META_VideoTransform, sizeof(spa_meta_videotransform)));
-    // The values count quarter turns, and again with the flip before.
-    if (turn && turn->transform <= SPA_META_TRANSFORMATION_Flipped270)
-        picture.turn = {.isFlipped = turn->transform >= SPA_META_TRANSFORMATION_Flipped,
-                        .quarters = static_cast<int>(turn->transform % 4)};
-    return picture;
-}
 
 } // namespace
 

@@ -1,11 +1,9 @@
 #include "platform/pipewire/NodeDirectory.h"
 
+#include "platform/pipewire/nameInObject.h"
 #include "platform/pipewire/pipewireCalls.h"
 
-#include <spa/utils/json.h>
-
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <mutex>
 #include <string_view>
@@ -23,24 +21,6 @@ std::string text(const spa_dict& properties, const char* key) {
 std::uint32_t number(const spa_dict& properties, const char* key) {
     const char* value = spa_dict_lookup(&properties, key);
     return value ? static_cast<std::uint32_t>(std::strtoul(value, nullptr, 10)) : PW_ID_ANY;
-}
-
-/// The "name" in `{ "name": "…" }`, as defaults are written; empty if there is none.
-std::string nameInObject(const char* json) {
-    spa_json text{};
-    spa_json object{};
-    spa_json_init(&text, json, std::string_view(json).size());
-    if (spa_json_enter_object(&text, &object) <= 0) return {};
-    std::array<char, 1024> key{};
-    std::array<char, 1024> value{};
-    const auto room = [](const std::array<char, 1024>& array) { return static_cast<int>(array.size()); };
-    while (spa_json_get_string(&object, key.data(), room(key)) > 0) {
-        if (std::string_view(key.data()) == "name")
-            return spa_json_get_string(&object, value.data(), room(value)) > 0 ? value.data() : "";
-        const char* skipped = nullptr;
-        if (spa_json_next(&object, &skipped) <= 0) break;
-    }
-    return {};
 }
 
 const char* keyOf(NodeDirectory::Default which) {

@@ -33,6 +33,7 @@ PipeWireCamera::~PipeWireCamera() {
 void PipeWireCamera::start() {
     const PipeWireConnection::Lock lock(*connection);
     isRunning = true;
+    vainAttempts = 0;
     follow();
 }
 
@@ -58,30 +59,36 @@ void PipeWireCamera::follow() {
     pw_core* const core = connection->core();
     if (best == cameras.end() || !core) return;
     current = *best;
-    deadline->start(negotiationLimit);
+    expectWithin(negotiationLimit);
     query = CameraFormatQuery::make(
         core, current->id, [this](const std::vector<CameraFormat>& offers) { open(bestCameraFormat(offers)); });
 }
 
 void PipeWireCamera::open(std::optional<CameraFormat> wanted) {
     if (stream || !current) return;
-    stream = CameraStream::make(connection, {.camera = *current,
-                                             .wanted = wanted,
-                                             .onPicture =
-                                                 [this] {
-                                                     if (deliveryIsComing.exchange(true)) return;
-                                                     queue.async([this, lives = std::weak_ptr(alive)] {
-                                                         if (!lives.expired()) deliver();
-                                                     });
-                                                 },
-                                             .onNegotiated =
-                                                 [this](bool hasFormat) {
-                                                     if (hasFormat)
-                                                         deadline->stop();
-                                                     else
-                                                         deadline->start(negotiationLimit);
-                                                 },
-                                             .onFailed = [this] { deadline->start(negotiationLimit); }});
+    stream = CameraStream::make(
+        connection,
+        {.camera = *current,
+         .wanted = wanted,
+         .onPicture =
+             [this] {
+                 if (!std::exchange(isShowing, true)) {
+                     deadline->stop();
+                     vainAttempts = 0;
+                 }
+                 if (deliveryIsComing.exchange(true)) return;
+                 queue.async([this, lives = std::weak_ptr(alive)] {
+                     if (!lives.expired()) deliver();
+                 });
+             },
+         // To agree is not to show: a device that another program has may find that out only then.
+         .onNegotiated = [this](bool hasFormat) { expectWithin(hasFormat ? firstPictureLimit : negotiationLimit); },
+         .onFailed = [this] { expectWithin(negotiationLimit); }});
+}
+
+void PipeWireCamera::expectWithin(std::chrono::seconds limit) {
+    isShowing = false;
+    deadline->start(limit * (1 << std::min(vainAttempts, 2)));
 }
 
 void PipeWireCamera::drop() {
@@ -90,10 +97,12 @@ void PipeWireCamera::drop() {
     if (stream) stream->close();
     stream.reset();
     current.reset();
+    isShowing = false;
 }
 
 void PipeWireCamera::giveUp() {
     if (current) unwilling.insert(current->serial);
+    ++vainAttempts;
     drop();
     follow();
 }

@@ -19,8 +19,9 @@
 namespace quillet {
 
 /// Shows the default camera, and stays with it until it goes; then the one that is the default then. When there is none
-/// it waits for the next. A camera that agrees on no format in time is passed over for another, or else tried again. A
-/// server that dies and comes back is taken up again.
+/// it waits for the next. A camera that agrees on no format or shows no picture in time (another program has it, it may
+/// not be used) is passed over for another, or else tried again, less and less often. A server that dies and comes back
+/// is taken up again.
 ///
 /// Threads: make and destruction on any but the loop's, destruction on the queue once started; start and stop on the
 /// queue, and pictures there.
@@ -38,14 +39,17 @@ public:
 
     /// How long a fresh program waits for the server's first answer.
     static constexpr std::chrono::milliseconds patience{300};
-    /// How long a camera may take to agree on a format, and the pause before it is tried again.
+    /// How long a camera may take to agree on a format, or the pause after it has failed, before the next attempt; and
+    /// how long from there to its first picture. Both double with each attempt in vain, twice.
     static constexpr std::chrono::seconds negotiationLimit{3};
+    static constexpr std::chrono::seconds firstPictureLimit{5};
 
 private:
     PipeWireCamera(std::shared_ptr<NodeDirectory> nodes, SerialQueue& ownQueue, OnFrame receiver);
     void follow();
     void open(std::optional<CameraFormat> wanted);
     void drop();
+    void expectWithin(std::chrono::seconds limit);
     void giveUp();
     void deliver();
 
@@ -61,7 +65,9 @@ private:
     // Under the connection's Lock:
     bool isRunning = false;
     std::optional<PipeWireNode> current;
-    std::set<std::string> unwilling; // serials of cameras that agreed on nothing
+    std::set<std::string> unwilling; // serials of cameras that agreed on nothing, or showed nothing
+    int vainAttempts = 0;            // since the last picture
+    bool isShowing = false;          // a picture has come since the last agreement
     std::unique_ptr<CameraFormatQuery> query;
     std::shared_ptr<CameraStream> stream; // shared with a conversion that is running
     std::optional<PipeWireTimer> deadline;

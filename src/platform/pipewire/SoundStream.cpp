@@ -1,6 +1,7 @@
 #include "platform/pipewire/SoundStream.h"
 
 #include "pipeline/queueLabels.h"
+#include "platform/pipewire/streamBuffers.h"
 
 #include <spa/param/audio/format-utils.h>
 #include <spa/pod/builder.h>
@@ -154,20 +155,15 @@ void SoundStream::process() {
         if (delay > 0ns && delay < longestDelay) time -= delay;
     }
     while (pw_buffer* buffer = pw_stream_dequeue_buffer(own)) {
-        const spa_data& data = buffer->buffer->datas[0];
-        if (data.data && data.chunk && hasFormat && (isLinked || wanted.source == Source::output)) {
-            // The server's numbers are not trusted with our memory.
-            const std::uint32_t offset = std::min(data.chunk->offset, data.maxsize);
-            const std::uint32_t bytes = std::min(data.chunk->size, data.maxsize - offset);
-            const std::size_t frames = bytes / (channels * sizeof(float));
+        const std::span<const float> samples = soundOf(*buffer->buffer, channels);
+        if (samples.data() && hasFormat && (isLinked || wanted.source == Source::output)) {
+            const auto frames = static_cast<std::int64_t>(samples.size() / channels);
             // An output drives the server's cycles: it takes its sound at a cycle's end, and its monitor passes that on
             // in the next one.
-            if (wanted.source == Source::output) time -= durationOf(static_cast<std::int64_t>(frames));
-            const auto* samples = reinterpret_cast<const float*>(static_cast<const std::byte*>(data.data) + offset);
-            const bool isPushed = !isSettling(time, static_cast<std::int64_t>(frames)) &&
-                                  ring.push(std::span(samples, channels * frames), time, device);
+            if (wanted.source == Source::output) time -= durationOf(frames);
+            const bool isPushed = !isSettling(time, frames) && ring.push(samples, time, device);
             if (isPushed && wanted.onArrival) wanted.onArrival();
-            if (wanted.source == Source::microphone) time += durationOf(static_cast<std::int64_t>(frames));
+            if (wanted.source == Source::microphone) time += durationOf(frames);
         }
         pw_stream_queue_buffer(own, buffer);
     }

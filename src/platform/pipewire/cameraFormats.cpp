@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <tuple>
 
 namespace quillet {
@@ -43,7 +44,9 @@ struct Values {
     [[nodiscard]] bool isRange() const { return choice == SPA_CHOICE_Range || choice == SPA_CHOICE_Step; }
     template <typename T>
     [[nodiscard]] T at(std::size_t index) const {
-        return *static_cast<const T*>(all[index]);
+        T value; // which need not be aligned: another program has written it
+        std::memcpy(&value, all[index], sizeof value);
+        return value;
     }
 };
 
@@ -52,9 +55,13 @@ Values valuesOf(const spa_pod* object, std::uint32_t key, std::uint32_t type) {
     Values values;
     const spa_pod_prop* property = spa_pod_find_prop(object, nullptr, key);
     if (!property) return values;
+    // The library takes it for granted that a choice has a head.
+    if (property->value.type == SPA_TYPE_Choice && property->value.size < sizeof(spa_pod_choice_body)) return values;
     std::uint32_t count = 0;
-    const spa_pod* first = spa_pod_get_values(&property->value, &count, &values.choice);
+    std::uint32_t choice = SPA_CHOICE_None;
+    const spa_pod* first = spa_pod_get_values(&property->value, &count, &choice);
     if (!first || first->type != type || first->size < sizeof(T) || count == 0) return values;
+    values.choice = choice;
     values.first = first;
     const auto* bytes = reinterpret_cast<const std::byte*>(first) + sizeof(spa_pod);
     // A choice starts with its default, which a list repeats and a range puts before its ends.

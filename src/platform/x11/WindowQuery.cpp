@@ -1,6 +1,6 @@
 #include "platform/x11/WindowQuery.h"
 
-#include "platform/x11/regions.h"
+#include "platform/x11/windowFacts.h"
 
 #include <xcb/shape.h>
 
@@ -12,8 +12,6 @@ namespace {
 
 /// Answers wait in the library until they are read: no more at a time than this.
 constexpr std::size_t batch = 512;
-
-constexpr std::uint8_t alphaDepth = 32;
 
 struct Asked {
     xcb_get_window_attributes_cookie_t attributes;
@@ -36,28 +34,7 @@ std::optional<StackedWindow> answer(xcb_connection_t* c, std::uint32_t window, c
     const auto extents = owned(xcb_shape_query_extents_reply(c, asked.extents, nullptr));
     const auto shape = owned(xcb_shape_get_rectangles_reply(c, asked.shape, nullptr));
     const auto opacity = owned(xcb_get_property_reply(c, asked.opacity, nullptr));
-    if (!attributes || !geometry || !extents || !shape) return std::nullopt;
-
-    StackedWindow facts;
-    facts.id = window;
-    facts.border = geometry->border_width;
-    facts.outer = {geometry->x, geometry->y, geometry->width + 2 * facts.border, geometry->height + 2 * facts.border};
-    facts.isMapped = attributes->map_state != XCB_MAP_STATE_UNMAPPED;
-    facts.isKnown = true;
-    facts.isDrawn = attributes->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT;
-    facts.keepsPixels = attributes->bit_gravity == XCB_GRAVITY_NORTH_WEST;
-    facts.hasAlpha = geometry->depth == alphaDepth;
-    facts.visual = attributes->visual;
-    facts.shape = QRect(0, 0, facts.outer.width, facts.outer.height);
-    // The list that servers give for a window without a mask lacks half of its border. Masks are counted from the
-    // corner inside the border, and what reaches beyond the window is not seen.
-    if (extents->bounding_shaped)
-        facts.shape &= regionOf(xcb_shape_get_rectangles_rectangles(shape.get()),
-                                static_cast<std::size_t>(xcb_shape_get_rectangles_rectangles_length(shape.get())))
-                           .translated(facts.border, facts.border);
-    if (opacity && opacity->format == 32 && xcb_get_property_value_length(opacity.get()) >= 4)
-        facts.opacity = *static_cast<const std::uint32_t*>(xcb_get_property_value(opacity.get()));
-    return facts;
+    return windowFacts(window, {attributes.get(), geometry.get(), extents.get(), shape.get(), opacity.get()});
 }
 
 } // namespace

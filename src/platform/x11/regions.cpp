@@ -1,5 +1,6 @@
 #include "platform/x11/regions.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace quillet {
@@ -29,6 +30,12 @@ void joinInto(std::vector<PixelRect>& rects, const PixelRect& rect) {
         rects[best] = rects[best].united(rect);
 }
 
+/// Whether the second may follow the first in a list of bands.
+bool followsInBands(const QRect& first, const QRect& second) {
+    if (second.top() == first.top()) return second.bottom() == first.bottom() && second.left() > first.right();
+    return second.top() > first.bottom();
+}
+
 } // namespace
 
 QRegion regionOf(const xcb_rectangle_t* rects, std::size_t count) {
@@ -39,7 +46,12 @@ QRegion regionOf(const xcb_rectangle_t* rects, std::size_t count) {
         if (rects[i].width != 0 && rects[i].height != 0)
             converted.emplace_back(rects[i].x, rects[i].y, rects[i].width, rects[i].height);
     QRegion region;
-    region.setRects(converted.data(), static_cast<int>(converted.size()));
+    const auto isOut = [](const QRect& first, const QRect& second) { return !followsInBands(first, second); };
+    if (std::adjacent_find(converted.begin(), converted.end(), isOut) == converted.end())
+        region.setRects(converted.data(), static_cast<int>(converted.size()));
+    else // taken as bands, it would be no region at all
+        for (const QRect& rect : converted)
+            region += rect;
     return region;
 }
 

@@ -6,6 +6,7 @@
 #include <spa/buffer/meta.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 namespace quillet::testing {
@@ -41,7 +42,13 @@ std::unique_ptr<VirtualCamera> VirtualCamera::make(std::shared_ptr<PipeWireConne
 }
 
 VirtualCamera::~VirtualCamera() {
+    subscription = {};
     const PipeWireConnection::Lock lock(*connection);
+    unplug();
+}
+
+void VirtualCamera::unplug() {
+    isStreaming = false;
     timer.reset();
     hook.remove();
     stream.reset();
@@ -54,7 +61,7 @@ bool VirtualCamera::connect() {
         result.state_changed = [](void* self, pw_stream_state, pw_stream_state state, const char*) {
             auto& camera = *static_cast<VirtualCamera*>(self);
             camera.isStreaming = state == PW_STREAM_STATE_STREAMING;
-            if (camera.isStreaming) {
+            if (camera.isStreaming && !camera.options.isStuck) {
                 camera.due = std::chrono::steady_clock::now();
                 camera.schedule();
             } else {
@@ -68,6 +75,8 @@ bool VirtualCamera::connect() {
         return result;
     }();
     if (!connection->core()) return false;
+    // The library takes a dead server's streams down with it.
+    subscription = connection->listen({.onLost = [this] { unplug(); }});
     timer.emplace(connection->loop(), [this] {
         schedule();
         if (!options.isSilent) pw_stream_trigger_process(stream.get());
@@ -93,6 +102,12 @@ void VirtualCamera::formatChanged(const spa_pod* parameter) {
     format = parameter ? readFormat(parameter) : std::nullopt;
     painter.reset();
     if (!format) return;
+    if (options.isBusy) {
+        ++refusalCount;
+        format.reset();
+        pw_stream_set_error(stream.get(), -EBUSY, "busy");
+        return;
+    }
     painter.emplace(
         CameraPainter::Options{.format = *format, .turn = options.turn, .paddingBytes = options.paddingBytes});
     ParameterBuilder buffers(SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers);
@@ -146,6 +161,7 @@ void VirtualCamera::change(std::vector<CameraFormat> offers, CameraTurn turn) {
     const PipeWireConnection::Lock lock(*connection);
     options.offers = std::move(offers);
     options.turn = turn;
+    if (!stream) return;
     const std::vector<SpaPod> pods = podsOf(options.offers);
     std::vector<const spa_pod*> parameters = pointersTo(pods);
     pw_stream_update_params(stream.get(), parameters.data(), static_cast<std::uint32_t>(parameters.size()));
@@ -159,6 +175,16 @@ void VirtualCamera::setSilent(bool isSilent) {
 void VirtualCamera::setDamaged(bool isDamaged) {
     const PipeWireConnection::Lock lock(*connection);
     options.isDamaged = isDamaged;
+}
+
+void VirtualCamera::setStuck(bool isStuck) {
+    const PipeWireConnection::Lock lock(*connection);
+    options.isStuck = isStuck;
+}
+
+int VirtualCamera::refusals() const {
+    const PipeWireConnection::Lock lock(*connection);
+    return refusalCount;
 }
 
 bool VirtualCamera::isOn() const {

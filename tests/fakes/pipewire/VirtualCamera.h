@@ -17,7 +17,7 @@
 namespace quillet::testing {
 
 /// Shows the synthetic camera's picture (platform/synthetic), numbered from 1. It is there from make to destruction,
-/// which is how it is unplugged.
+/// which is how it is unplugged. When the server dies it is gone for good, and nothing changes any more.
 ///
 /// Threads: any but the connection's loop.
 class VirtualCamera {
@@ -32,6 +32,8 @@ public:
         std::uint64_t firstNumber = 1;
         bool isSilent = false;  ///< agrees on a format, but never sends a picture
         bool isDamaged = false; ///< sends only the first half of each picture's bytes
+        bool isBusy = false;    ///< offers its formats, but refuses whichever is chosen, as a device that another has
+        bool isStuck = false;   ///< agrees on a format, but does not begin to send for whoever comes now
     };
     /// Null when there is no server. Seen by others a moment later.
     [[nodiscard]] static std::unique_ptr<VirtualCamera> make(std::shared_ptr<PipeWireConnection> connection,
@@ -44,6 +46,10 @@ public:
     void change(std::vector<CameraFormat> offers, CameraTurn turn = {});
     void setSilent(bool isSilent);
     void setDamaged(bool isDamaged);
+    /// For those who come from now on.
+    void setStuck(bool isStuck);
+    /// How often it has been too busy.
+    [[nodiscard]] int refusals() const;
 
     /// Its light is on: somebody watches.
     [[nodiscard]] bool isOn() const;
@@ -56,6 +62,7 @@ public:
 private:
     VirtualCamera(std::shared_ptr<PipeWireConnection> line, Options wanted);
     [[nodiscard]] bool connect();
+    void unplug();
     void formatChanged(const spa_pod* parameter);
     void send();
     void schedule();
@@ -71,7 +78,9 @@ private:
     std::optional<CameraPainter> painter;
     bool isStreaming = false;
     std::uint64_t number = 0;
+    int refusalCount = 0;
     std::vector<std::chrono::nanoseconds> times; // of firstNumber and those after it
+    PipeWireConnection::Subscription subscription;
 };
 
 } // namespace quillet::testing

@@ -330,6 +330,18 @@ TEST_F(PipeWireCameraTest, waitsForACameraThatSendsNothing) {
     EXPECT_TRUE(watcher->seesNumberFrom(1));
 }
 
+TEST_F(PipeWireCameraTest, takesAnotherOneWhenItsOwnShowsNothing) {
+    const auto silent =
+        plugIn({.name = "silent", .offers = {format(CameraLayout::yuy2)}, .priority = 3000, .isSilent = true});
+    const auto other = plugIn({.name = "other", .offers = {format(CameraLayout::yuy2)}, .priority = 10});
+    ASSERT_TRUE(silent && other);
+    ASSERT_TRUE(watcher->attach());
+    watcher->start();
+    ASSERT_TRUE(eventually([&] { return silent->sends().has_value(); })) << "it has agreed on a format";
+    EXPECT_TRUE(watcher->seesNumberFrom(1));
+    EXPECT_TRUE(other->isOn());
+}
+
 TEST_F(PipeWireCameraTest, dropsDamagedPicturesAndGoesOn) {
     const auto camera = plugIn({.offers = {format(CameraLayout::jpeg)}});
     ASSERT_TRUE(camera);
@@ -354,6 +366,60 @@ TEST_F(PipeWireCameraTest, passesOverACameraThatAgreesOnNothing) {
     watcher->start();
     EXPECT_TRUE(watcher->seesNumberFrom(1));
     EXPECT_TRUE(other->sends());
+}
+
+TEST_F(PipeWireCameraTest, takesAnotherOneWhileItsOwnIsBusy) {
+    const auto busy = plugIn({.name = "busy",
+                              .offers = {format(CameraLayout::yuy2)},
+                              .priority = 3000,
+                              .firstNumber = 20000,
+                              .isBusy = true});
+    const auto other = plugIn({.name = "other", .offers = {format(CameraLayout::yuy2)}, .priority = 10});
+    ASSERT_TRUE(busy && other);
+    ASSERT_TRUE(watcher->attach());
+    watcher->start();
+    ASSERT_TRUE(watcher->seesNumberFrom(1));
+    EXPECT_GE(busy->refusals(), 1);
+    EXPECT_LT(*numberIn(*watcher->frame()), 20000U);
+}
+
+TEST_F(PipeWireCameraTest, triesTheOnlyOneAgainUntilItStarts) {
+    const auto camera = plugIn({.offers = {format(CameraLayout::yuy2)}, .isStuck = true});
+    ASSERT_TRUE(camera);
+    ASSERT_TRUE(watcher->attach()) << "there is one";
+    watcher->start();
+    ASSERT_TRUE(eventually([&] { return camera->isOn(); }));
+    EXPECT_EQ(watcher->frameCount(), 0);
+    camera->setStuck(false); // which helps only those who come anew
+    EXPECT_TRUE(watcher->seesNumberFrom(1));
+}
+
+TEST_F(PipeWireCameraTest, takesOneThatItMayNotUseAnyMoreForUnplugged) {
+    const auto camera = plugIn({.offers = {format(CameraLayout::yuy2)}});
+    ASSERT_TRUE(camera);
+    ASSERT_TRUE(watcher->attach());
+    watcher->start();
+    ASSERT_TRUE(watcher->seesNumberFrom(3));
+    // What a session's access control does: the server itself refuses.
+    const std::string node = std::to_string(CameraDirectory(watcher->nodes).defaultCamera()->id);
+    std::string client;
+    {
+        PipeWireConnection& line = watcher->nodes->connection();
+        const PipeWireConnection::Lock lock(line);
+        client = std::to_string(pw_proxy_get_bound_id(reinterpret_cast<pw_proxy*>(pw_core_get_client(line.core()))));
+    }
+    const auto permit = [&](const char* permissions) {
+        const auto command = server->run({"pw-cli", "permissions", client, node, permissions});
+        return command && command->wait() == 0;
+    };
+    ASSERT_TRUE(permit("0"));
+    ASSERT_TRUE(eventually([&] { return !isKnown("test-camera"); }));
+    EXPECT_TRUE(numberIn(*watcher->frame())) << "the last picture stays";
+    EXPECT_TRUE(eventually([&] { return !camera->isOn(); }));
+    EXPECT_FALSE(PipeWireCamera::make(watcher->nodes, watcher->queue, {})) << "for whoever comes new there is none";
+    const auto last = static_cast<std::uint32_t>(camera->latestNumber());
+    ASSERT_TRUE(permit("456")); // reading, writing, calling and metadata: 0710
+    EXPECT_TRUE(watcher->seesNumberFrom(last + 1));
 }
 
 TEST_F(PipeWireCameraTest, keepsOnlyTheNewestWhenItsReaderIsSlow) {

@@ -99,6 +99,52 @@ TEST(CameraFormats, ofRangesTakeWhatServesTheBubbleBest) {
     }
 }
 
+/// An offer whose size is written by `size`, after everything else that a camera says.
+template <typename Size>
+std::vector<CameraFormat> offerWithSize(Size size) {
+    std::vector<std::uint64_t> words(64);
+    spa_pod_builder builder{};
+    spa_pod_builder_init(&builder, words.data(), 512);
+    spa_pod_frame object{};
+    spa_pod_builder_push_object(&builder, &object, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat);
+    for (const auto& [key, value] : {std::pair{SPA_FORMAT_mediaType, std::uint32_t{SPA_MEDIA_TYPE_video}},
+                                     {SPA_FORMAT_mediaSubtype, std::uint32_t{SPA_MEDIA_SUBTYPE_raw}},
+                                     {SPA_FORMAT_VIDEO_format, std::uint32_t{SPA_VIDEO_FORMAT_YUY2}}}) {
+        spa_pod_builder_prop(&builder, key, 0);
+        spa_pod_builder_id(&builder, value);
+    }
+    spa_pod_builder_prop(&builder, SPA_FORMAT_VIDEO_size, 0);
+    size(builder);
+    spa_pod_builder_pop(&builder, &object);
+    return readOffer(SpaPod(std::move(words)).get());
+}
+
+TEST(CameraFormats, ofALyingCameraAreNone) {
+    EXPECT_EQ(offerWithSize([](spa_pod_builder& builder) { spa_pod_builder_rectangle(&builder, 64, 48); }).size(), 1U);
+    // A range, but not of sizes.
+    EXPECT_TRUE(offerWithSize([](spa_pod_builder& builder) {
+                    spa_pod_frame choice{};
+                    spa_pod_builder_push_choice(&builder, &choice, SPA_CHOICE_Range, 0);
+                    for (int i = 0; i < 3; ++i)
+                        spa_pod_builder_int(&builder, 64);
+                    spa_pod_builder_pop(&builder, &choice);
+                }).empty());
+    // A choice that ends before its head does.
+    EXPECT_TRUE(offerWithSize([](spa_pod_builder& builder) {
+                    const struct {
+                        spa_pod head;
+                        std::uint64_t body;
+                    } choice{{8, SPA_TYPE_Choice}, SPA_CHOICE_Range};
+                    spa_pod_builder_raw_padded(&builder, &choice, sizeof choice);
+                }).empty());
+    // One of nothing at all.
+    EXPECT_TRUE(offerWithSize([](spa_pod_builder& builder) {
+                    spa_pod_frame choice{};
+                    spa_pod_builder_push_choice(&builder, &choice, SPA_CHOICE_Enum, 0);
+                    spa_pod_builder_pop(&builder, &choice);
+                }).empty());
+}
+
 TEST(CameraFormats, ofNothingReadableIsNothing) {
     ParameterBuilder other(SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers);
     EXPECT_TRUE(readOffer(other.finish().get()).empty());

@@ -200,6 +200,45 @@ TEST(XScreenSource, goesOnWhenTheResolutionChanges) {
     EXPECT_THAT(screen.receiver.problems(), IsEmpty());
 }
 
+TEST(XScreenSource, followsItsMonitorThroughNewLayoutsAndModes) {
+    XScreen screen({1000, 400, 24, {}});
+    const auto set = [&](const std::string& name, const std::string& geometry, const std::string& output) {
+        return screen.server->run({"xrandr", "--setmonitor", name, geometry, output})->wait() == 0;
+    };
+    const auto remove = [&](const std::string& name) {
+        return screen.server->run({"xrandr", "--delmonitor", name})->wait() == 0;
+    };
+    ASSERT_TRUE(set("LEFT", "600/150x400/100+0+0", "screen") && set("RIGHT", "400/100x300/80+600+50", "none"));
+    const std::vector<Monitor> monitors = screen.painter.monitors();
+    const auto right = std::ranges::find(monitors, "RIGHT", &Monitor::name);
+    ASSERT_NE(right, monitors.end());
+    screen.painter.addWindow({520, 20, 200, 100}, 3);
+    const std::size_t wide = screen.painter.addWindow({20, 60, 900, 300}, 4);
+    ASSERT_TRUE(screen.startMonitor(right->id, {400, 300}));
+    // What of the recorded size the monitor no longer has is black.
+    const auto shows = [&](const PixelRect& place) {
+        screen.painter.repaint(wide, static_cast<std::uint32_t>(place.x + place.width));
+        const Picture part = screen.painter.expected().cut(place);
+        Picture expected(400, 300);
+        expected.paint({0, 0, std::min(part.width, 400), std::min(part.height, 300)},
+                       [&](int x, int y) { return part.at(x, y); });
+        return screen.receiver.waitFor(expected);
+    };
+    ASSERT_TRUE(shows({600, 50, 400, 300}));
+    ASSERT_TRUE(remove("RIGHT"));
+    EXPECT_TRUE(shows({600, 50, 400, 300})) << "one that is switched off keeps its last place";
+    ASSERT_TRUE(set("RIGHT", "400/100x300/80+100+20", "none"));
+    EXPECT_TRUE(shows({100, 20, 400, 300})) << "moved";
+    ASSERT_TRUE(remove("LEFT"));
+    EXPECT_TRUE(shows({100, 20, 400, 300})) << "the other one is gone";
+    ASSERT_TRUE(remove("RIGHT") && set("RIGHT", "320/100x200/80+640+100", "none"));
+    EXPECT_TRUE(shows({640, 100, 320, 200})) << "smaller";
+    ASSERT_TRUE(remove("RIGHT") && set("RIGHT", "600/100x400/80+400+0", "none"));
+    EXPECT_TRUE(shows({400, 0, 600, 400})) << "larger";
+    EXPECT_EQ(screen.receiver.losses(), 0);
+    EXPECT_THAT(screen.receiver.problems(), IsEmpty());
+}
+
 // The pointer.
 
 TEST(XScreenSource, followsThePointerThoughNothingElseChanges) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 
 namespace quillet {
 namespace {
@@ -53,6 +54,29 @@ TEST(BubblePicture, showsWithinTheRingTheVeryPixelsThatFilmsShow) {
     EXPECT_GT(compared, 2000);
     // And those are mirrored: the camera's right is on the left.
     EXPECT_GT(qBlue(bubble.image().pixel(10, 30)), qBlue(bubble.image().pixel(50, 30)) + 50);
+}
+
+TEST(BubblePicture, takesTheCircleThatAFilmHasDrawnAndLeavesItsOwn) {
+    const auto shelf = std::make_shared<CircleShelf>();
+    const PixelBufferRef camera = cameraPicture();
+    camera->sequence = 1;
+    CameraCircle film(true, shelf);
+    BubblePicture bubble(shelf);
+    const BubblePicture::Look look{.side = side, .ringWidth = 3, .edge = BubblePicture::Edge::soft};
+    ASSERT_TRUE(film.update(*camera, side));
+    const QRgb there = *reinterpret_cast<const QRgb*>(film.row(30) + 30 * 4);
+    // The same number again, though the memory has another picture by now: so it is not drawn anew.
+    for (int y = 0; y < camera->height(); ++y)
+        std::memset(camera->row(y), 9, static_cast<std::size_t>(camera->width()) * 4);
+    bubble.draw(camera.get(), look);
+    EXPECT_EQ(bubble.image().pixel(30, 30), there);
+    camera->sequence = 2;
+    bubble.draw(camera.get(), look);
+    EXPECT_NE(bubble.image().pixel(30, 30), there);
+    ASSERT_TRUE(film.update(*camera, side));
+    EXPECT_EQ(bubble.image().pixel(30, 30), *reinterpret_cast<const QRgb*>(film.row(30) + 30 * 4));
+    // The ring is the bubble's alone.
+    EXPECT_NE(bubble.image().pixel(1, 30), *reinterpret_cast<const QRgb*>(film.row(30) + 1 * 4));
 }
 
 TEST(BubblePicture, hasAWhiteRingOnItsEdgeAndNothingOutside) {

@@ -1,6 +1,7 @@
 // teleprompter.cpp: the teleprompter on real X servers. CMakeLists.txt says on which desktop each suite runs.
 #include "tests/fakes/x11/DesktopEye.h"
 #include "tests/tools/windows/onDesktop.h"
+#include "tools/TeleprompterLayout.h"
 #include "tools/TeleprompterView.h"
 #include "tools/TeleprompterWindow.h"
 #include "ui/ContinuousSlider.h"
@@ -17,6 +18,7 @@
 #include <chrono>
 #include <cmath>
 #include <stdexcept>
+#include <utility>
 
 namespace quillet {
 namespace {
@@ -54,19 +56,34 @@ public:
     void setLongText() { text().setPlainText(QStringLiteral("一行脚本\n").repeated(500)); }
     [[nodiscard]] int offset() const { return text().verticalScrollBar()->value(); }
 
-    /// With the mouse, at a place within the window.
+    /// Pixels per point.
+    [[nodiscard]] double scale() const { return controller.window().scale(); }
+    /// The pixel of a place within the window, which is given in points.
+    [[nodiscard]] QPoint pixelOf(int x, int y) const {
+        const PixelRect where = place();
+        return {where.x + static_cast<int>(std::lround(x * scale())),
+                where.y + static_cast<int>(std::lround(y * scale()))};
+    }
+    [[nodiscard]] std::uint32_t colourAt(int x, int y) const { return eye.at(pixelOf(x, y).x(), pixelOf(x, y).y()); }
+
+    /// With the mouse, at a place within the window, in points.
     void click(int x, int y) {
-        eye.movePointer(place().x + x, place().y + y);
+        eye.movePointer(pixelOf(x, y).x(), pixelOf(x, y).y());
         eye.press();
         eye.release();
     }
+    /// From a place within the window, in points, by so many pixels.
     void drag(int x, int y, int dx, int dy) {
-        const PixelRect before = place();
-        eye.movePointer(before.x + x, before.y + y);
+        const QPoint start = pixelOf(x, y);
+        eye.movePointer(start.x(), start.y());
         eye.press();
         for (int step = 1; step <= 4; ++step)
-            eye.movePointer(before.x + x + dx * step / 4, before.y + y + dy * step / 4);
+            eye.movePointer(start.x() + dx * step / 4, start.y() + dy * step / 4);
         eye.release();
+    }
+    /// What the window's frame becomes on the screen, once it is there.
+    [[nodiscard]] PixelRect placeOfFrame() const {
+        return desktopPixels(controller.window().frame(), currentScreens());
     }
 
     DesktopEye eye;
@@ -172,11 +189,22 @@ TEST(AnyDesktop, theTeleprompterMovesByItsBackground) {
 TEST(AnyDesktop, theTeleprompterIsResizedByItsGripAndItsUpperLeftCornerStays) {
     Reading reading;
     const PixelRect before = reading.place();
+    const Rect start = reading.controller.window().frame();
+    const double scale = reading.scale();
     reading.drag(450, 310, 60, 35);
-    EXPECT_TRUE(soon([&] { return reading.place() == PixelRect{before.x, before.y, 520, 356}; }));
-    EXPECT_TRUE(soon([&] { return reading.text().geometry() == QRect(10, 40, 500, 306); }));
-    reading.drag(510, 346, -400, -330);
-    EXPECT_TRUE(soon([&] { return reading.place() == PixelRect{before.x, before.y, 260, 160}; }));
+    const Rect larger = withEvenPixels(resizedByGrip(start, 60 / scale, -35 / scale), scale);
+    EXPECT_TRUE(soon([&] { return reading.controller.window().frame() == larger; }));
+    EXPECT_EQ(larger.width, std::ceil((460 * scale + 60) / 2) * 2 / scale);
+    EXPECT_TRUE(soon([&] { return reading.place() == reading.placeOfFrame(); }));
+    EXPECT_EQ(std::pair(reading.place().x, reading.place().y), std::pair(before.x, before.y));
+    const auto& window = reading.controller.window();
+    EXPECT_TRUE(soon([&] { return reading.text().geometry() == TeleprompterLayout(window.size()).script; }));
+
+    const QPoint grip(static_cast<int>(larger.width) - 10, static_cast<int>(larger.height) - 10);
+    reading.drag(grip.x(), grip.y(), -1000, -1000);
+    const auto smallest = [&](double points) { return static_cast<int>(std::ceil(points * scale / 2)) * 2; };
+    const PixelRect expected{before.x, before.y, smallest(260), smallest(160)};
+    EXPECT_TRUE(soon([&] { return reading.place() == expected; }));
 }
 
 TEST(AnyDesktop, theTeleprompterTakesTheKeyboardAndChineseByAnInputMethod) {
@@ -258,17 +286,17 @@ bool isDimmed(std::uint32_t colour, double opacity) {
 TEST(Composited, theTeleprompterDimsWhatIsBeneathIt) {
     const Reading reading;
     const PixelRect place = reading.place();
-    EXPECT_TRUE(soon([&] { return isDimmed(reading.eye.at(place.x + 230, place.y + 290), 0.6); }));
+    EXPECT_TRUE(soon([&] { return isDimmed(reading.colourAt(230, 290), 0.6); }));
     EXPECT_TRUE(soon([&] { return reading.eye.at(place.x, place.y) == floor; }));
 }
 
 TEST(Plain, theTeleprompterIsSolidWithRoundCorners) {
     const Reading reading;
     const PixelRect place = reading.place();
-    EXPECT_TRUE(soon([&] { return reading.eye.at(place.x + 230, place.y + 290) == 0x202022; }));
+    EXPECT_TRUE(soon([&] { return reading.colourAt(230, 290) == 0x202022; }));
     EXPECT_EQ(reading.eye.at(place.x, place.y), floor);
-    EXPECT_EQ(reading.eye.at(place.x + 459, place.y + 319), floor);
-    EXPECT_EQ(reading.eye.at(place.x + 10, place.y), 0x202022U);
+    EXPECT_EQ(reading.eye.at(place.x + place.width - 1, place.y + place.height - 1), floor);
+    EXPECT_EQ(reading.colourAt(10, 0), 0x202022U);
 }
 
 } // namespace
