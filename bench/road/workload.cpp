@@ -111,10 +111,11 @@ public:
         const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
         window = xcb_generate_id(connection);
         // Beneath everything and no window manager's business.
-        const std::uint32_t values[] = {1};
+        const std::uint32_t values[] = {1, XCB_EVENT_MASK_EXPOSURE};
         xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, screen->root, 0, 0,
                           static_cast<std::uint16_t>(size.width()), static_cast<std::uint16_t>(size.height()), 0,
-                          XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_OVERRIDE_REDIRECT, values);
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
+                          XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK, values);
         context = xcb_generate_id(connection);
         xcb_create_gc(connection, context, window, 0, nullptr);
         for (std::size_t i = 0; i < count; ++i) {
@@ -145,6 +146,16 @@ public:
         xcb_shm_put_image(connection, window, context, u16(size.width()), u16(size.height()), u16(part.x()),
                           u16(part.y()), u16(part.width()), u16(part.height()), static_cast<std::int16_t>(part.x()),
                           static_cast<std::int16_t>(part.y()), 24, XCB_IMAGE_FORMAT_Z_PIXMAP, 0, segments[picture], 0);
+    }
+    /// Whether a window that stood in front of a part of it is gone since the last call.
+    bool isExposed() {
+        bool exposed = false;
+        while (xcb_generic_event_t* event = xcb_poll_for_event(connection)) {
+            exposed = exposed || (event->response_type & 0x7f) == XCB_EXPOSE;
+            std::free(event);
+        }
+        if (xcb_connection_has_error(connection)) std::exit(0); // the display is gone
+        return exposed;
     }
     /// Until the server has done everything.
     void settle() {
@@ -188,18 +199,21 @@ Counter* shared(const char* path) {
     std::puts("ready");
     std::fflush(stdout);
     using Clock = std::chrono::steady_clock;
-    const auto period = scene.rate() > 0 ? std::chrono::nanoseconds(1'000'000'000 / scene.rate())
-                                         : std::chrono::nanoseconds(std::chrono::hours(1));
+    const auto period =
+        scene.rate() > 0 ? std::chrono::nanoseconds(1'000'000'000 / scene.rate()) : std::chrono::milliseconds(20);
+    std::size_t shown = 0;
     auto due = Clock::now() + period;
     for (unsigned tick = 1;; ++tick) {
         std::this_thread::sleep_until(due);
         // Every number is shown, late ones too; only the pace gives way.
         due = std::max(due + period, Clock::now());
-        if (scene.rate() == 0) {
+        if (window.isExposed()) {
+            window.put(shown, window.pictures[shown].rect());
             window.settle();
-            continue;
         }
+        if (scene.rate() == 0) continue;
         const road::Scene::Painted painted = scene.paint(window.pictures, tick);
+        shown = painted.picture;
         for (const QRect& part : painted.changed)
             window.put(painted.picture, part);
         window.settle();
