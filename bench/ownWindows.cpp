@@ -3,7 +3,8 @@
 //
 // Each iteration is one frame. `client_ms` and `server_ms` are milliseconds of processor time a frame, `copies` both
 // together in copies of a frame. What painting alone costs, without redirection and recording, is measured first and
-// taken off; what a bare frame costs (waking up, asking) is in it.
+// taken off; what a bare frame costs (waking up, asking) is in it. The rows named growth repaint what lies beneath our
+// windows, with more or fewer windows and pixels.
 #include "platform/x11/XClientResources.h"
 #include "platform/x11/XScreenSource.h"
 #include "platform/x11/monitors.h"
@@ -38,13 +39,17 @@ extern char** environ; // NOLINT: POSIX has it so
 namespace quillet {
 namespace {
 
-constexpr int width = 1920;
-constexpr int height = 1080;
+struct Case {
+    int width = 1920;
+    int height = 1080;
+    int ours = 3;   ///< of panel, bubble, outline and a second panel, the first so many
+    int others = 0; ///< small windows, besides the large one
+};
 
 /// Xvfb under a display number that it chooses itself.
 class Server {
 public:
-    Server() {
+    Server(int width, int height) {
         std::array<int, 2> pipe{};
         if (::pipe(pipe.data()) != 0) return;
         const std::string descriptor = std::to_string(pipe[1]);
@@ -120,11 +125,10 @@ public:
         sync();
         return window;
     }
-    void fill(xcb_window_t window, const PixelRect& rect, std::uint32_t colour) {
+    void fill(xcb_window_t window, const QRegion& part, std::uint32_t colour) {
         xcb_change_gc(xcb(), graphics, XCB_GC_FOREGROUND, &colour);
-        const xcb_rectangle_t part{static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),
-                                   static_cast<std::uint16_t>(rect.width), static_cast<std::uint16_t>(rect.height)};
-        xcb_poly_fill_rectangle(xcb(), window, graphics, 1, &part);
+        const std::vector<xcb_rectangle_t> rects = rectanglesOf(part);
+        xcb_poly_fill_rectangle(xcb(), window, graphics, static_cast<std::uint32_t>(rects.size()), rects.data());
         xcb_flush(xcb());
     }
     void sync() const {
@@ -140,11 +144,11 @@ private:
 class Recorder {
 public:
     Recorder(const Server& server, const Painter& ours, std::shared_ptr<WindowRedirection> redirection,
-             std::uint32_t display) {
+             const Case& wanted, std::uint32_t display) {
         queue.sync([&] {
             ScreenSourceOptions options;
             options.displayID = display;
-            options.pixelSize = {width, height};
+            options.pixelSize = {static_cast<double>(wanted.width), static_cast<double>(wanted.height)};
             options.fps = 1000;
             options.onFrame = [this](const ConstPixelBufferRef&, MediaTime) {
                 const std::lock_guard guard(mutex);
@@ -180,8 +184,9 @@ private:
     std::uint64_t frames = 0;
 };
 
-double millisecondsOfACopy() {
-    std::vector<std::byte> from(static_cast<std::size_t>(width) * height * 4, std::byte{1});
+double millisecondsOfACopy(const Case& wanted) {
+    std::vector<std::byte> from(static_cast<std::size_t>(wanted.width) * static_cast<std::size_t>(wanted.height) * 4,
+                                std::byte{1});
     std::vector<std::byte> to(from.size());
     constexpr int rounds = 50;
     std::memcpy(to.data(), from.data(), from.size());
@@ -211,36 +216,68 @@ Spent spentOn(const Server& server, const Painter& painter, Paint paint) {
     return {(ownProcessorTime() - begin.client) / rounds, (server.processorTime() - begin.server) / rounds};
 }
 
-enum class Work { ownRepaint, screenWithoutOurs, screenWithOurs };
+enum class Work { ownRepaint, beneathOurs, screenWithoutOurs, screenWithOurs };
 
-void leaveOut(benchmark::State& state, Work work) {
-    const Server server;
+struct OwnWindow {
+    PixelRect rect;
+    QRegion mask; ///< counted from its corner
+};
+
+/// Ours as they would stand on a screen of that size; only the outline's own depends on it.
+std::vector<OwnWindow> ownWindows(const Case& wanted) {
+    constexpr int thickness = 4;
+    const PixelRect range{wanted.width / 12, wanted.height / 12, wanted.width * 10 / 12, wanted.height * 10 / 12};
+    const QRegion outline = QRegion(0, 0, range.width, range.height) -
+                            QRegion(thickness, thickness, range.width - 2 * thickness, range.height - 2 * thickness);
+    constexpr PixelRect bubble{880, 250, 300, 300};
+    constexpr PixelRect panel{200, 70, 360, 640};
+    constexpr PixelRect prompter{600, 70, 250, 500};
+    std::vector<OwnWindow> windows{{panel, QRegion(0, 0, panel.width, panel.height)},
+                                   {bubble, QRegion(0, 0, bubble.width, bubble.height, QRegion::Ellipse)},
+                                   {range, outline},
+                                   {prompter, QRegion(0, 0, prompter.width, prompter.height)}};
+    windows.resize(static_cast<std::size_t>(wanted.ours));
+    return windows;
+}
+
+/// Small windows all over the screen, also beneath ours.
+void addOthers(Painter& painter, const Case& wanted) {
+    constexpr PixelRect size{0, 0, 40, 30};
+    for (int i = 0; i < wanted.others; ++i) {
+        // Multiples of two primes: neither rows nor columns.
+        const int x = i * 331 % (wanted.width - size.width);
+        const int y = i * 197 % (wanted.height - size.height);
+        painter.add(size.offsetBy(x, y), {}, 0x405060U + static_cast<std::uint32_t>(i) * 4096);
+    }
+}
+
+void leaveOut(benchmark::State& state, Work work, const Case& wanted) {
+    const Server server(wanted.width, wanted.height);
     if (server.name.empty()) return state.SkipWithError("there is no Xvfb");
     Painter others(server.name);
     Painter ours(server.name);
     const std::uint32_t display = listMonitors(others.xcb()).front().id;
-    const xcb_window_t ground = others.add({0, 0, width, height}, {}, 0x203040);
-    constexpr PixelRect outlineRect{160, 90, 1600, 900};
-    constexpr PixelRect bubbleRect{1400, 650, 300, 300};
-    constexpr PixelRect panelRect{200, 200, 360, 640};
-    const QRegion outline = QRegion(0, 0, outlineRect.width, outlineRect.height) -
-                            QRegion(4, 4, outlineRect.width - 8, outlineRect.height - 8);
-    const QRegion disc(0, 0, bubbleRect.width, bubbleRect.height, QRegion::Ellipse);
+    const QRegion screen(0, 0, wanted.width, wanted.height);
+    const xcb_window_t ground = others.add({0, 0, wanted.width, wanted.height}, {}, 0x203040);
+    addOthers(others, wanted);
+    const std::vector<OwnWindow> windows = ownWindows(wanted);
+    QRegion beneath;
+    for (const OwnWindow& each : windows)
+        beneath += each.mask.translated(each.rect.x, each.rect.y);
     std::uint32_t colour = 0;
-    const auto paintGround = [&] { others.fill(ground, {0, 0, width, height}, ++colour * 77); };
+    const QRegion painted = work == Work::beneathOurs ? beneath : screen;
+    const auto paintGround = [&] { others.fill(ground, painted, ++colour * 77); };
     Spent painting;
     if (work != Work::ownRepaint) painting = spentOn(server, others, paintGround);
     const auto redirection = WindowRedirection::make(server.name);
-    paintGround();
-    xcb_window_t bubble = 0;
-    if (work != Work::screenWithoutOurs) {
-        ours.add(outlineRect, outline, 0xff0000);
-        bubble = ours.add(bubbleRect, disc, 0x00ff00);
-        ours.add(panelRect, {}, 0x0000ff);
-    }
-    const auto paintBubble = [&] { ours.fill(bubble, {140, 140, 8, 8}, ++colour * 77); };
-    if (work == Work::ownRepaint) painting = spentOn(server, ours, paintBubble);
-    Recorder recorder(server, ours, redirection, display);
+    others.fill(ground, screen, 0x102030);
+    std::vector<xcb_window_t> shown;
+    if (work != Work::screenWithoutOurs)
+        for (const OwnWindow& each : windows)
+            shown.push_back(ours.add(each.rect, each.mask, 0xff0000));
+    const auto paintOurs = [&] { ours.fill(shown.front(), QRegion(140, 140, 8, 8), ++colour * 77); };
+    if (work == Work::ownRepaint) painting = spentOn(server, ours, paintOurs);
+    Recorder recorder(server, ours, redirection, wanted, display);
     if (!recorder.waitFor(1)) return state.SkipWithError("no frame");
 
     Spent all;
@@ -250,7 +287,7 @@ void leaveOut(benchmark::State& state, Work work) {
         const std::uint64_t before = recorder.count();
         const Spent begin{ownProcessorTime(), server.processorTime()};
         if (work == Work::ownRepaint)
-            paintBubble();
+            paintOurs();
         else
             paintGround();
         if (!recorder.waitFor(before + 1)) return state.SkipWithError("a repaint made no frame");
@@ -263,17 +300,45 @@ void leaveOut(benchmark::State& state, Work work) {
     const auto count = static_cast<double>(state.iterations());
     state.counters["client_ms"] = all.client / count;
     state.counters["server_ms"] = all.server / count;
-    state.counters["copies"] = (all.client + all.server) / count / millisecondsOfACopy();
+    state.counters["copies"] = (all.client + all.server) / count / millisecondsOfACopy(wanted);
 }
 
-void ownRepaintOnAStillScreen(benchmark::State& state) { leaveOut(state, Work::ownRepaint); }
-/// What the next one costs more than this is the price of leaving ours out where all beneath them changes.
-void screenRepaintedWithoutOurs(benchmark::State& state) { leaveOut(state, Work::screenWithoutOurs); }
-void screenRepaintedWithOurs(benchmark::State& state) { leaveOut(state, Work::screenWithOurs); }
+void ownRepaintOnAStillScreen(benchmark::State& state) { leaveOut(state, Work::ownRepaint, {}); }
+void everythingBeneathOursRepainted(benchmark::State& state) { leaveOut(state, Work::beneathOurs, {}); }
+/// What the next one costs more than this is the price of leaving ours out where the whole screen changes.
+void screenRepaintedWithoutOurs(benchmark::State& state) { leaveOut(state, Work::screenWithoutOurs, {}); }
+void screenRepaintedWithOurs(benchmark::State& state) { leaveOut(state, Work::screenWithOurs, {}); }
 
-BENCHMARK(ownRepaintOnAStillScreen)->UseManualTime()->Iterations(300)->Unit(benchmark::kMillisecond);
-BENCHMARK(screenRepaintedWithoutOurs)->UseManualTime()->Iterations(300)->Unit(benchmark::kMillisecond);
-BENCHMARK(screenRepaintedWithOurs)->UseManualTime()->Iterations(300)->Unit(benchmark::kMillisecond);
+void growthWithOurWindows(benchmark::State& state) {
+    leaveOut(state, Work::beneathOurs, {.ours = static_cast<int>(state.range(0))});
+}
+void growthWithOthersWindows(benchmark::State& state) {
+    leaveOut(state, Work::beneathOurs, {.others = static_cast<int>(state.range(0)) - 1});
+}
+void growthWithTheScreen(benchmark::State& state) {
+    const int rows = static_cast<int>(state.range(0));
+    leaveOut(state, Work::beneathOurs, {.width = rows * 16 / 9, .height = rows});
+}
+void growthWithTheScreenAllRepainted(benchmark::State& state) {
+    const int rows = static_cast<int>(state.range(0));
+    leaveOut(state, Work::screenWithOurs, {.width = rows * 16 / 9, .height = rows});
+}
+
+void oneFrameEach(benchmark::internal::Benchmark* each) {
+    each->UseManualTime()->Iterations(300)->Unit(benchmark::kMillisecond);
+}
+void briefly(benchmark::internal::Benchmark* each) {
+    each->UseManualTime()->Iterations(150)->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK(ownRepaintOnAStillScreen)->Apply(oneFrameEach);
+BENCHMARK(everythingBeneathOursRepainted)->Apply(oneFrameEach);
+BENCHMARK(screenRepaintedWithoutOurs)->Apply(oneFrameEach);
+BENCHMARK(screenRepaintedWithOurs)->Apply(oneFrameEach);
+BENCHMARK(growthWithOurWindows)->ArgName("windows")->Arg(1)->Arg(2)->Arg(4)->Apply(briefly);
+BENCHMARK(growthWithOthersWindows)->ArgName("windows")->Arg(1)->Arg(10)->Arg(50)->Arg(500)->Apply(briefly);
+BENCHMARK(growthWithTheScreen)->ArgName("rows")->Arg(720)->Arg(1080)->Arg(1440)->Arg(2160)->Apply(briefly);
+BENCHMARK(growthWithTheScreenAllRepainted)->ArgName("rows")->Arg(720)->Arg(1080)->Arg(1440)->Arg(2160)->Apply(briefly);
 
 } // namespace
 } // namespace quillet

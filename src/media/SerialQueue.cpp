@@ -148,11 +148,12 @@ const std::string& SerialQueue::label() const { return state->label; }
 
 void SerialQueue::async(Task task) {
     const std::shared_ptr<State> shared = state; // the task may destroy this queue before this returns
+    const bool isAwake = isCurrent();            // its own thread looks before it sleeps
     {
         const std::lock_guard guard(shared->mutex);
         shared->tasks.push_back(std::move(task));
     }
-    shared->wake();
+    if (!isAwake) shared->wake();
 }
 
 void SerialQueue::sync(const Task& task) {
@@ -171,12 +172,13 @@ void SerialQueue::sync(const Task& task) {
 SerialQueue::TimerId SerialQueue::after(Clock::time_point when, Task task) {
     TimerId id;
     const std::shared_ptr<State> shared = state; // as in async
+    const bool isAwake = isCurrent();
     {
         const std::lock_guard guard(shared->mutex);
         id = shared->nextTimer++;
         shared->timers.emplace(std::pair(when, id), std::move(task));
     }
-    shared->wake();
+    if (!isAwake) shared->wake();
     return id;
 }
 

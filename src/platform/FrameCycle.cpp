@@ -1,5 +1,8 @@
 #include "platform/FrameCycle.h"
 
+#include "geometry/fatal.h"
+
+#include <algorithm>
 #include <cstring>
 
 namespace quillet {
@@ -17,7 +20,8 @@ void copyRect(const PixelBuffer& from, PixelBuffer& to, const PixelRect& rect) {
 
 bool FrameCycle::addSlot(int width, int height) {
     auto slot = std::make_shared<Slot>();
-    slot->buffer = PixelBuffer::make(width, height);
+    if (allocate) slot->buffer = allocate(width, height);
+    if (!slot->buffer) slot->buffer = PixelBuffer::make(width, height);
     if (!slot->buffer) return false;
     slot->buffer->alpha = Alpha::ignored;
     slot->stale.add(slot->buffer->bounds());
@@ -25,8 +29,8 @@ bool FrameCycle::addSlot(int width, int height) {
     return true;
 }
 
-std::unique_ptr<FrameCycle> FrameCycle::make(int width, int height) {
-    std::unique_ptr<FrameCycle> cycle(new FrameCycle);
+std::unique_ptr<FrameCycle> FrameCycle::make(int width, int height, Allocator allocate) {
+    std::unique_ptr<FrameCycle> cycle(new FrameCycle(std::move(allocate)));
     cycle->slots.reserve(capacity);
     if (!cycle->addSlot(width, height)) return nullptr;
     Slot& first = *cycle->slots.front();
@@ -36,9 +40,32 @@ std::unique_ptr<FrameCycle> FrameCycle::make(int width, int height) {
     return cycle;
 }
 
+// Acquire: whatever a holder on another thread read, it has read before we write.
+bool FrameCycle::isFree(const Slot& slot) { return !slot.isLent.load(std::memory_order_acquire); }
+
+PixelBuffer* FrameCycle::spare() {
+    if (slots.size() == 1) {
+        const PixelBuffer& picture = *slots.front()->buffer;
+        if (!addSlot(picture.width(), picture.height())) return nullptr;
+    }
+    for (std::size_t i = 0; i < slots.size(); ++i) {
+        if (i == current || !isFree(*slots[i])) continue;
+        slots[i]->stale.clear();
+        slots[i]->stale.add(slots[i]->buffer->bounds());
+        return slots[i]->buffer.get();
+    }
+    return nullptr;
+}
+
+void FrameCycle::replaceBy(const PixelBuffer& spare, const PixelRect& spoilt) {
+    slots[current]->stale.add(spoilt);
+    const auto found = std::ranges::find(slots, &spare, [](const auto& slot) { return slot->buffer.get(); });
+    if (found == slots.end()) fatal("a frame from elsewhere");
+    (*found)->stale.clear();
+    current = static_cast<std::size_t>(found - slots.begin());
+}
+
 PixelBuffer* FrameCycle::writable() {
-    // Acquire: whatever a holder on another thread read, it has read before we write.
-    const auto isFree = [](const Slot& slot) { return !slot.isLent.load(std::memory_order_acquire); };
     if (isFree(*slots[current])) return slots[current]->buffer.get();
 
     const PixelBuffer& picture = *slots[current]->buffer;

@@ -5,8 +5,10 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace quillet {
@@ -20,12 +22,22 @@ public:
     /// The most buffers there will be: a receiver that keeps this many frames gets no new one until it lets one go.
     static constexpr std::size_t capacity = 6;
 
+    /// Gives memory for one frame, or null when it has no more of its kind; the rest are then ordinary ones.
+    using Allocator = std::function<PixelBufferRef(int width, int height)>;
+
     /// A black picture; null if memory is short. Sizes below 1 stop the program.
-    [[nodiscard]] static std::unique_ptr<FrameCycle> make(int width, int height);
+    [[nodiscard]] static std::unique_ptr<FrameCycle> make(int width, int height, Allocator allocate = {});
 
     /// The picture, to be changed: nobody holds it. Null when every buffer is lent; nothing is lost then, and the
     /// caller tries again later. Everything changed between this call and lend() must be in lend()'s damage.
     [[nodiscard]] PixelBuffer* writable();
+
+    /// A buffer besides writable()'s, for a picture that is wholly new: nobody holds it, and what it shows is
+    /// unspecified. Null when there is none.
+    [[nodiscard]] PixelBuffer* spare();
+    /// `spare` holds the picture from now on, in place of the buffer that writable() gave. That one holds the picture
+    /// before, except in `spoilt`.
+    void replaceBy(const PixelBuffer& spare, const PixelRect& spoilt);
 
     /// The picture as the next frame, numbered and with its damage (absent: everything). After writable() only.
     [[nodiscard]] ConstPixelBufferRef lend(std::optional<PixelRegion> damage);
@@ -40,9 +52,11 @@ private:
         PixelRegion stale; // where the buffer is behind the picture
     };
 
-    FrameCycle() = default;
+    [[nodiscard]] static bool isFree(const Slot& slot);
+    explicit FrameCycle(Allocator allocator) : allocate(std::move(allocator)) {}
     [[nodiscard]] bool addSlot(int width, int height);
 
+    Allocator allocate;
     // Shared with lent frames, which may outlive the cycle.
     std::vector<std::shared_ptr<Slot>> slots;
     std::size_t current = 0;

@@ -27,21 +27,26 @@ bool haveSameColours(const std::byte* first, const std::byte* second, std::size_
     return true;
 }
 
-// Copies from the first row that differs on; that row, or `rows` if all are equal.
-int firstDifference(const std::byte* source, std::size_t sourceStride, std::byte* target, std::size_t targetStride,
+/// `rows` if all are equal.
+int firstDifference(const std::byte* first, std::size_t firstStride, const std::byte* second, std::size_t secondStride,
                     std::size_t bytes, int rows) {
     int row = 0;
-    while (row < rows && (std::memcmp(source, target, bytes) == 0 || haveSameColours(source, target, bytes))) {
-        source += sourceStride;
-        target += targetStride;
+    while (row < rows && (std::memcmp(first, second, bytes) == 0 || haveSameColours(first, second, bytes))) {
+        first += firstStride;
+        second += secondStride;
         ++row;
     }
-    for (int y = row; y < rows; ++y) {
-        std::memcpy(target, source, bytes);
-        source += sourceStride;
-        target += targetStride;
-    }
     return row;
+}
+
+/// The same; copies from that row on.
+int copyFromFirstDifference(const std::byte* source, std::size_t sourceStride, std::byte* target,
+                            std::size_t targetStride, std::size_t bytes, int rows) {
+    const int first = firstDifference(source, sourceStride, target, targetStride, bytes, rows);
+    for (int y = first; y < rows; ++y)
+        std::memcpy(target + static_cast<std::size_t>(y) * targetStride,
+                    source + static_cast<std::size_t>(y) * sourceStride, bytes);
+    return first;
 }
 
 // Joins runs that stand exactly below each other, so that a changed block becomes one rectangle.
@@ -54,21 +59,17 @@ void addRun(std::vector<PixelRect>& runs, const PixelRect& run) {
     runs.push_back(run);
 }
 
-} // namespace
-
-void takeOver(const PixelRect& rect, const std::byte* source, std::size_t sourceStrideBytes, PixelBuffer& frame,
-              PixelRegion& changed) {
+/// `firstOfTile(tile)` is the first row of a tile of `rect` that differs, counted from the tile's top.
+template <typename FirstOfTile>
+void addDifferences(const PixelRect& rect, FirstOfTile firstOfTile, PixelRegion& changed) {
     std::vector<PixelRect> runs;
     for (int top = rect.y; top < rect.bottom();) {
         const int bottom = std::min(rect.bottom(), (top / tileHeight + 1) * tileHeight);
-        const std::byte* sourceRow = source + static_cast<std::size_t>(top - rect.y) * sourceStrideBytes;
+        const int rows = bottom - top;
         PixelRect run;
         for (int left = rect.x; left < rect.right();) {
             const int right = std::min(rect.right(), (left / tileWidth + 1) * tileWidth);
-            const int rows = bottom - top;
-            const int first = firstDifference(sourceRow + static_cast<std::size_t>(left - rect.x) * 4,
-                                              sourceStrideBytes, frame.row(top) + static_cast<std::size_t>(left) * 4,
-                                              frame.strideBytes(), static_cast<std::size_t>(right - left) * 4, rows);
+            const int first = firstOfTile(PixelRect{left, top, right - left, rows});
             if (first < rows) {
                 run = run.united({left, top + first, right - left, rows - first});
             } else if (!run.isEmpty()) {
@@ -82,6 +83,33 @@ void takeOver(const PixelRect& rect, const std::byte* source, std::size_t source
     }
     for (const PixelRect& run : runs)
         changed.add(run);
+}
+
+} // namespace
+
+void takeOver(const PixelRect& rect, const std::byte* source, std::size_t sourceStrideBytes, PixelBuffer& frame,
+              PixelRegion& changed) {
+    addDifferences(
+        rect,
+        [&](const PixelRect& tile) {
+            const std::byte* const from = source + static_cast<std::size_t>(tile.y - rect.y) * sourceStrideBytes +
+                                          static_cast<std::size_t>(tile.x - rect.x) * 4;
+            return copyFromFirstDifference(from, sourceStrideBytes,
+                                           frame.row(tile.y) + static_cast<std::size_t>(tile.x) * 4,
+                                           frame.strideBytes(), static_cast<std::size_t>(tile.width) * 4, tile.height);
+        },
+        changed);
+}
+
+void compareFrames(const PixelBuffer& before, const PixelBuffer& now, PixelRegion& changed) {
+    addDifferences(
+        now.bounds(),
+        [&](const PixelRect& tile) {
+            const std::size_t offset = static_cast<std::size_t>(tile.x) * 4;
+            return firstDifference(now.row(tile.y) + offset, now.strideBytes(), before.row(tile.y) + offset,
+                                   before.strideBytes(), static_cast<std::size_t>(tile.width) * 4, tile.height);
+        },
+        changed);
 }
 
 } // namespace quillet

@@ -15,4 +15,8 @@ namespace quillet {
 void takeOver(const PixelRect& rect, const std::byte* source, std::size_t sourceStrideBytes, PixelBuffer& frame,
               PixelRegion& changed);
 
+/// Adds to `changed` the tiles in which two frames of one size differ, in the same sense. Where everything differs this
+/// costs next to nothing.
+void compareFrames(const PixelBuffer& before, const PixelBuffer& now, PixelRegion& changed);
+
 } // namespace quillet

@@ -63,7 +63,13 @@ class Beginning(Case):
         self.assertEqual(program.wait(), 0)
 
     def test_idleItWakesUpForNothing(self):
-        program, _ = self.start()
+        self.sleepsWhen({})
+
+    def test_withoutASoundServerItSleepsAsWell(self):
+        self.sleepsWhen({"PIPEWIRE_REMOTE": "nobody"})
+
+    def sleepsWhen(self, environment):
+        program, _ = self.start(**environment)
         time.sleep(2)  # fonts, icons and the window manager's last words
 
         def wakeups():
@@ -74,7 +80,7 @@ class Beginning(Case):
             return total
 
         before = wakeups()
-        time.sleep(5)
+        time.sleep(4)
         self.assertLessEqual(wakeups() - before, 3)
 
 

@@ -13,6 +13,13 @@ namespace quillet {
 
 namespace {
 
+// A server's socket appears a little before the server listens on it.
+constexpr std::chrono::milliseconds pauseAfterAppearance{20};
+// The socket's appearance is what brings the connection back. These are for places where that cannot be seen, and for
+// servers that have a socket and do not answer.
+constexpr std::chrono::milliseconds longestPause{60'000};
+constexpr std::chrono::milliseconds longestBlindPause{5'000};
+
 void initialiseLibraryOnce() {
     static std::once_flag once;
     std::call_once(once, [] { pw_init(nullptr, nullptr); });
@@ -29,7 +36,7 @@ std::shared_ptr<PipeWireConnection> PipeWireConnection::make(const Options& opti
 }
 
 PipeWireConnection::PipeWireConnection(const Options& options)
-    : wanted(options), thread(pw_thread_loop_new("quillet.pw", nullptr)) {
+    : wanted(options), thread(pw_thread_loop_new("quillet.pw", nullptr)), pause(options.firstPause) {
     if (!thread) return;
     timer.emplace(loop(), [this] { attempt(); });
     // Even the first attempt is the loop's own: loading the library's modules takes some milliseconds.
@@ -42,6 +49,7 @@ PipeWireConnection::~PipeWireConnection() {
         const Lock lock(*this);
         if (!listeners.empty()) fatal("a PipeWire connection must outlive its subscriptions");
         if (server) loseServer();
+        socket.reset();
         timer.reset();
     }
     pw_thread_loop_stop(thread.get());
@@ -55,11 +63,13 @@ PipeWireConnection::Lock::~Lock() { pw_thread_loop_unlock(loop); }
 
 void PipeWireConnection::attempt() {
     if (isBroken) loseServer();
+    if (server) return; // a socket that appeared has brought a second call
     if (!context) {
         // This configuration asks for real-time threads and does without where nobody grants them.
         pw_properties* properties = pw_properties_new(PW_KEY_CONFIG_NAME, "client-rt.conf", nullptr);
         context.reset(pw_context_new(loop(), properties, 0));
     }
+    watchForServer(); // before trying, so that it cannot come unseen
     if (context) {
         pw_properties* properties = pw_properties_new(nullptr, nullptr);
         if (!wanted.remote.empty()) pw_properties_set(properties, PW_KEY_REMOTE_NAME, wanted.remote.c_str());
@@ -70,9 +80,13 @@ void PipeWireConnection::attempt() {
             if (listener.onAbsent) listener.onAbsent();
         });
         wake();
-        timer->start(retryInterval);
+        pause = std::min(pause, socket->isWatching() ? longestPause : longestBlindPause);
+        timer->start(pause);
+        pause *= 2;
         return;
     }
+    socket.reset();
+    pause = wanted.firstPause;
     static constexpr pw_core_events events = [] {
         pw_core_events result{};
         result.version = PW_VERSION_CORE_EVENTS;
@@ -84,6 +98,14 @@ void PipeWireConnection::attempt() {
         if (listener.onConnected) listener.onConnected(server);
     });
     wake();
+}
+
+void PipeWireConnection::watchForServer() {
+    if (socket && socket->isWatching()) return;
+    socket.emplace(loop(), SocketWatch::socketOf(wanted.remote), [this] {
+        pause = pauseAfterAppearance;
+        timer->start(pause);
+    });
 }
 
 // Only trouble of the connection itself is the server's death; all else concerns one object, or heals.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/pipewire/PipeWireTimer.h"
+#include "platform/pipewire/SocketWatch.h"
 #include "platform/pipewire/pipewireHandles.h"
 
 #include <chrono>
@@ -14,8 +15,9 @@
 
 namespace quillet {
 
-/// A thread with libpipewire's loop (`quillet.pw`), and on it a connection that is tried every 250 ms until there is a
-/// server, and again after one has died. Every stream and every remote object is made from its core.
+/// A thread with libpipewire's loop (`quillet.pw`), and on it a connection that is tried as soon as the server's socket
+/// appears, and now and then, ever more seldom, until there is a server, and again after one has died. Every stream and
+/// every remote object is made from its core.
 ///
 /// Threads: make, listen, waitFor and Lock from any but the loop's own thread; wake from any. A call into libpipewire
 /// needs the loop's thread or a Lock. While it is held no listener runs and nothing arrives, except in a stream that
@@ -25,6 +27,8 @@ public:
     struct Options {
         /// The server's socket, a name in the runtime folder or a whole path; empty: as the user's environment says.
         std::string remote;
+        /// The pause after the first failed attempt; each further one is twice as long.
+        std::chrono::milliseconds firstPause{250};
     };
     /// Returns at once; connecting goes on in the background. Null only when the library itself cannot start.
     [[nodiscard]] static std::shared_ptr<PipeWireConnection> make(const Options& options);
@@ -83,12 +87,10 @@ public:
     [[nodiscard]] pw_loop* loop() const { return pw_thread_loop_get_loop(thread.get()); }
     [[nodiscard]] pw_core* core() const { return server; }
 
-    /// How long after a failed attempt the next one comes.
-    static constexpr std::chrono::milliseconds retryInterval{250};
-
 private:
     explicit PipeWireConnection(const Options& options);
     void attempt();
+    void watchForServer();
     void loseServer();
     enum class Order { oldestFirst, latestFirst };
     void tell(Order order, const std::function<void(Listener&)>& what);
@@ -101,6 +103,8 @@ private:
     PipeWireThreadLoopHandle thread;
     PipeWireContextHandle context;
     std::optional<PipeWireTimer> timer; // for the next attempt
+    std::optional<SocketWatch> socket;  // while there is no server
+    std::chrono::milliseconds pause;    // before the next attempt
     pw_core* server = nullptr;
     PipeWireHook coreHook;
     bool isBroken = false; // the server is dead, and the timer is about to say so

@@ -15,8 +15,9 @@ namespace quillet {
 
 namespace {
 
-/// How often sound is handed over: about as often as most devices have some.
-constexpr std::chrono::milliseconds interval{20};
+/// How often sound is handed over. Nobody listens, so this is only a matter of waking up seldom; a mix waits longer for
+/// the microphone.
+constexpr std::chrono::milliseconds interval{100};
 
 class PipeWireSystemAudio final : public SystemAudioSource {
 public:

@@ -34,6 +34,8 @@ inline void listenTo(pw_registry* registry, spa_hook* hook, const pw_registry_ev
     pw_registry_add_listener(registry, hook, &events, data);
 }
 
+inline void destroyObject(pw_registry* registry, std::uint32_t id) { pw_registry_destroy(registry, id); }
+
 [[nodiscard]] inline pw_metadata* bindMetadata(pw_registry* registry, std::uint32_t id) {
     return static_cast<pw_metadata*>(
         pw_registry_bind(registry, id, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA, 0));
@@ -75,6 +77,12 @@ inline void askForParameters(pw_node* node, std::uint32_t kind) {
 
 inline void setTimer(pw_loop* loop, spa_source* timer, timespec delay) {
     pw_loop_update_timer(loop, timer, &delay, nullptr, false);
+}
+
+/// Calls when the descriptor, which stays the caller's, can be read. Null when the process is out of descriptors.
+[[nodiscard]] inline spa_source* addReadable(pw_loop* loop, int descriptor, spa_source_io_func_t onReadable,
+                                             void* data) {
+    return pw_loop_add_io(loop, descriptor, SPA_IO_IN, false, onReadable, data);
 }
 
 inline void removeSource(pw_loop* loop, spa_source* source) { pw_loop_destroy_source(loop, source); }

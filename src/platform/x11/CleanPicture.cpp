@@ -22,6 +22,14 @@ QRegion regionOfRects(const std::vector<PixelRect>& rects) {
     return region;
 }
 
+/// Whether fetching the rest along costs less than copying what is fetched once more.
+bool isNearlyAll(const std::vector<PixelRect>& rects, const PixelRect& area) {
+    std::int64_t pixels = 0;
+    for (const PixelRect& rect : rects)
+        pixels += rect.area();
+    return !area.isEmpty() && pixels * 4 > area.area() * 3;
+}
+
 /// Puts the frame's own pixels into `piece` where `part` (pixels of the root) is.
 void keepFramesPixels(const FetchedPixels& piece, const QRegion& part, const PixelBuffer& frame, int left, int top) {
     for (const QRect& rect : part& toQRect(piece.rect)) {
@@ -96,12 +104,14 @@ void CleanPicture::collectDamage(const Hooks& hooks) {
     scene->update(memory, screenDamage);
 }
 
-void CleanPicture::requestPixels() {
+void CleanPicture::requestPixels(const Hooks& hooks) {
     std::vector<FetchOrder> orders;
-    const std::vector<PixelRect> plain = coarseRects(memory.toFetch(), area);
+    std::vector<PixelRect> plain = coarseRects(memory.toFetch(), area);
+    filled = isNearlyAll(plain, area) ? hooks.wholeFrame() : nullptr;
+    if (filled) plain = {area};
     orders.reserve(plain.size());
     for (const PixelRect& rect : plain)
-        orders.push_back({rect});
+        orders.push_back({.rect = rect, .into = filled});
     fetched = regionOfRects(plain);
     rebuilt = memory.toRebuild();
     drawn = {};
@@ -110,7 +120,7 @@ void CleanPicture::requestPixels() {
         drawn = regionOfRects(beneath);
         scene->draw(drawn);
         for (const PixelRect& rect : beneath)
-            orders.push_back({rect, scene->drawing(), area.x, area.y});
+            orders.push_back({.rect = rect, .drawable = scene->drawing(), .originX = area.x, .originY = area.y});
     }
     pixels->request(orders);
 }
@@ -119,7 +129,7 @@ CleanPicture::Result CleanPicture::fetch(const Hooks& hooks) {
     for (int attempt = 0; attempt < mostAttempts; ++attempt) {
         hooks.drainEvents();
         collectDamage(hooks);
-        requestPixels();
+        requestPixels(hooks);
         hooks.request();
         const RootFetch::Result result = pixels->collect();
         hooks.collect();
@@ -159,6 +169,20 @@ void CleanPicture::takeInto(PixelBuffer& frame, int left, int top, PixelRegion& 
         keepFramesPixels(piece, kept, frame, left, top);
         takeOver(piece.rect.offsetBy(-left, -top), piece.pixels, piece.strideBytes, frame, changed);
     }
+    memory.bringUpToDate();
+}
+
+void CleanPicture::completeFrame(const PixelBuffer& before, int left, int top, PixelRegion& changed) {
+    for (const FetchedPixels& piece : pixels->arrived()) {
+        if (piece.fromRoot) {
+            keepFramesPixels(piece, memory.covered(), before, left, top);
+        } else {
+            keepFramesPixels(piece, QRegion(toQRect(piece.rect)) - rebuilt, *filled, left, top);
+            PixelRegion seenBelow;
+            takeOver(piece.rect.offsetBy(-left, -top), piece.pixels, piece.strideBytes, *filled, seenBelow);
+        }
+    }
+    compareFrames(before, *filled, changed);
     memory.bringUpToDate();
 }
 

@@ -59,24 +59,34 @@ public:
         std::function<void()> request; ///< sends more questions; called before each wait for pixels
         std::function<void()> collect; ///< takes their answers
         std::function<void()> drainEvents;
+        /// A frame of RootFetch that shows the area, nothing else, and nobody sees; null when there is none. Called
+        /// when nearly all of the picture is to be fetched.
+        std::function<PixelBuffer*()> wholeFrame;
     };
     /// Two round trips when nothing comes between.
     [[nodiscard]] Result fetch(const Hooks& hooks);
 
     /// Whether what was fetched has pixels in `rect` of the root.
     [[nodiscard]] bool touches(const PixelRect& rect) const;
+    /// The hook's frame, when pixels came into it: it is to be the picture from now on, by completeFrame().
+    [[nodiscard]] PixelBuffer* filledFrame() const { return filled; }
     /// Makes `frame`, whose corner stands at (left, top) of the root, show what was fetched, and adds to `changed`
-    /// where it differs from before. Once after each complete fetch().
+    /// where it differs from before. Once after each complete fetch(), where there is no filledFrame().
     void takeInto(PixelBuffer& frame, int left, int top, PixelRegion& changed);
+    /// The same where there is one: `before`, which showed the picture until now, stays as it is.
+    void completeFrame(const PixelBuffer& before, int left, int top, PixelRegion& changed);
     /// Whether a window of ours was repainted since the last call.
     [[nodiscard]] bool takeOwnRepaint() { return scene && scene->takeOwnRepaint(); }
 
+    /// See RootFetch.
+    [[nodiscard]] PixelBufferRef makeFrame(int width, int height) { return pixels->makeFrame(width, height); }
+    [[nodiscard]] bool canFill(const PixelBuffer& frame) const { return pixels->canFill(frame); }
     [[nodiscard]] bool sharesMemory() const { return pixels->isShared(); }
 
 private:
     explicit CleanPicture(const XConnection& connection);
     void collectDamage(const Hooks& hooks);
-    void requestPixels();
+    void requestPixels(const Hooks& hooks);
     [[nodiscard]] bool isUsable(int attempt) const;
     /// From pixels that may be used. True when they tell of a background that was not known: what was drawn with
     /// another one is then out of date.
@@ -88,9 +98,10 @@ private:
     std::unique_ptr<WindowScene> scene; // null: everything is fetched plainly
     CoveredMemory memory;
     PixelRect area;
-    QRegion fetched; // from the root, with what was fetched along
-    QRegion rebuilt; // exactly what was out of date
-    QRegion drawn;   // the same with what was drawn along
+    PixelBuffer* filled = nullptr; // by what was asked for last
+    QRegion fetched;               // from the root, with what was fetched along
+    QRegion rebuilt;               // exactly what was out of date
+    QRegion drawn;                 // the same with what was drawn along
 };
 
 } // namespace quillet

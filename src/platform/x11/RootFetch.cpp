@@ -16,6 +16,8 @@ namespace {
 // the next one meanwhile.
 constexpr std::size_t largestPiece = std::size_t{1} << 20;
 
+constexpr std::size_t pageBytes = 4096;
+
 constexpr std::uint32_t allPlanes = ~0U;
 
 } // namespace
@@ -24,16 +26,18 @@ RootFetch::RootFetch(const XConnection& server) : connection(server) {}
 
 RootFetch::~RootFetch() {
     if (segment) xcb_shm_detach(connection.xcb(), segment);
-    if (!memory) return;
-    if (mappedFromDescriptor)
-        ::munmap(memory, memoryBytes);
+}
+
+RootFetch::Memory::~Memory() {
+    if (fromDescriptor)
+        ::munmap(begin, bytes);
     else
-        ::shmdt(memory);
+        ::shmdt(begin);
 }
 
 std::unique_ptr<RootFetch> RootFetch::make(const XConnection& connection, std::size_t pixels, Error& error) {
     std::unique_ptr<RootFetch> fetch(new RootFetch(connection));
-    if (!fetch->shareMemory(pixels * 4)) noteFallback("the X server shares no memory; recording costs more.");
+    if (!fetch->shareMemory(pixels)) noteFallback("the X server shares no memory; recording costs more.");
     if (connection.isLost()) {
         error = {"Quillet", 2, "The X server has closed the connection."};
         return nullptr;
@@ -41,10 +45,15 @@ std::unique_ptr<RootFetch> RootFetch::make(const XConnection& connection, std::s
     return fetch;
 }
 
-bool RootFetch::shareMemory(std::size_t bytes) {
+bool RootFetch::shareMemory(std::size_t pixels) {
     // A server on another machine would take a segment's number for one of its own; passing a descriptor over such a
     // connection would break it.
     if (!connection.shm.present || !connection.isLocal()) return false;
+    const auto toPages = [](std::size_t bytes) { return (bytes + pageBytes - 1) / pageBytes * pageBytes; };
+    betweenBytes = toPages(pixels * 4);
+    frameBytes = toPages(pixels / 2 * 4 + PixelBuffer::rowAlignmentBytes);
+    // Only what is used takes memory.
+    const std::size_t bytes = betweenBytes + mostFrames * frameBytes;
     return (connection.shmPassesDescriptors && shareDescriptor(bytes)) || shareSegment(bytes);
 }
 
@@ -68,9 +77,7 @@ bool RootFetch::shareDescriptor(std::size_t bytes) {
         return false;
     }
     segment = id;
-    memory = static_cast<std::byte*>(mapped);
-    memoryBytes = bytes;
-    mappedFromDescriptor = true;
+    memory = std::make_shared<Memory>(static_cast<std::byte*>(mapped), bytes, true);
     return true;
 }
 
@@ -90,9 +97,21 @@ bool RootFetch::shareSegment(std::size_t bytes) {
     ::shmctl(number, IPC_RMID, nullptr);
     if (!accepted) return false;
     segment = id;
-    memory = static_cast<std::byte*>(attached);
-    memoryBytes = bytes;
+    memory = std::make_shared<Memory>(static_cast<std::byte*>(attached), bytes, false);
     return true;
+}
+
+PixelBufferRef RootFetch::makeFrame(int width, int height) {
+    const std::size_t stride = static_cast<std::size_t>(width) * 4;
+    if (!segment || framesMade == mostFrames || stride % PixelBuffer::rowAlignmentBytes != 0) return nullptr;
+    if (stride * static_cast<std::size_t>(height) + PixelBuffer::rowAlignmentBytes > frameBytes) return nullptr;
+    std::byte* const place = memory->begin + betweenBytes + framesMade * frameBytes;
+    ++framesMade;
+    return PixelBuffer::wrap(place, stride, width, height, [held = memory] {});
+}
+
+bool RootFetch::canFill(const PixelBuffer& frame) const {
+    return memory && frame.row(0) >= memory->begin && frame.row(0) < memory->begin + memory->bytes;
 }
 
 void RootFetch::request(const std::vector<FetchOrder>& orders) {
@@ -106,13 +125,14 @@ void RootFetch::request(const std::vector<FetchOrder>& orders) {
             continue;
         }
         const PixelRect& rect = order.rect;
+        std::byte* const place = order.into ? order.into->row(0) : memory->begin + offset;
         const auto cookie = xcb_shm_get_image(
             connection.xcb(), order.drawable ? order.drawable : connection.root(),
             static_cast<std::int16_t>(rect.x - order.originX), static_cast<std::int16_t>(rect.y - order.originY),
             static_cast<std::uint16_t>(rect.width), static_cast<std::uint16_t>(rect.height), allPlanes,
-            XCB_IMAGE_FORMAT_Z_PIXMAP, segment, static_cast<std::uint32_t>(offset));
-        pending.push_back({rect, order.drawable == 0, offset, cookie.sequence});
-        offset += static_cast<std::size_t>(rect.area()) * 4;
+            XCB_IMAGE_FORMAT_Z_PIXMAP, segment, static_cast<std::uint32_t>(place - memory->begin));
+        pending.push_back({rect, order.drawable == 0, place, cookie.sequence});
+        if (!order.into) offset += static_cast<std::size_t>(rect.area()) * 4;
     }
 }
 
@@ -128,7 +148,7 @@ void RootFetch::requestOverConnection(const FetchOrder& order) {
             connection.xcb(), XCB_IMAGE_FORMAT_Z_PIXMAP, order.drawable ? order.drawable : connection.root(),
             static_cast<std::int16_t>(piece.x - order.originX), static_cast<std::int16_t>(piece.y - order.originY),
             static_cast<std::uint16_t>(piece.width), static_cast<std::uint16_t>(piece.height), allPlanes);
-        pending.push_back({piece, order.drawable == 0, 0, cookie.sequence});
+        pending.push_back({piece, order.drawable == 0, nullptr, cookie.sequence});
     }
 }
 
@@ -139,7 +159,7 @@ RootFetch::Result RootFetch::collect() {
         std::byte* pixels = nullptr;
         if (segment) {
             const auto reply = owned(xcb_shm_get_image_reply(connection.xcb(), {piece.sequence}, &problem));
-            if (reply) pixels = memory + piece.offset;
+            if (reply) pixels = piece.place;
         } else {
             auto reply = owned(xcb_get_image_reply(connection.xcb(), {piece.sequence}, &problem));
             if (reply && static_cast<std::int64_t>(xcb_get_image_data_length(reply.get())) >= piece.rect.area() * 4) {

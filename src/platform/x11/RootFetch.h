@@ -1,7 +1,7 @@
 // RootFetch.h: pixels of the screen, as many rectangles as wanted in one round trip.
 #pragma once
 
-#include "media/PixelRect.h"
+#include "media/PixelBuffer.h"
 #include "platform/x11/XConnection.h"
 #include "platform/x11/xcbHandles.h"
 
@@ -21,6 +21,8 @@ struct FetchOrder {
     xcb_drawable_t drawable = 0; ///< 0: the root itself
     int originX = 0;
     int originY = 0;
+    /// Of makeFrame(), as wide as `rect`: its rows from the first on take the pixels. Null: the area between does.
+    PixelBuffer* into = nullptr;
 };
 
 /// Pixels that have arrived: rows of `rect`, top row first. Valid until the next request().
@@ -33,7 +35,7 @@ struct FetchedPixels {
 
 /// What the server shows, cursor excluded. The pixels go to an area between, not into the picture itself: the area can
 /// be thrown away when what arrived turns out to be unusable, and comparing while copying costs little more than
-/// copying.
+/// copying. Where all of a picture is new, they go straight into a frame that nobody sees yet.
 ///
 /// Threads: the connection's.
 class RootFetch {
@@ -41,7 +43,8 @@ public:
     enum class Result { complete, refused, lost };
 
     /// Through memory shared with the server where that works, else over the connection, which a line on standard error
-    /// says. `pixels` is the most that one request() asks for. Null with the reason in `error`.
+    /// says. `pixels` is the most that one request() asks for into the area between, half of it the most that a frame
+    /// has. Null with the reason in `error`.
     [[nodiscard]] static std::unique_ptr<RootFetch> make(const XConnection& connection, std::size_t pixels,
                                                          Error& error);
     ~RootFetch();
@@ -57,12 +60,31 @@ public:
 
     [[nodiscard]] bool isShared() const { return segment != 0; }
 
+    /// A frame that a FetchOrder may have pixels put into; it may outlive this. Null when there are two already,
+    /// without shared memory, and where a frame's rows have other places than the server gives them.
+    [[nodiscard]] PixelBufferRef makeFrame(int width, int height);
+    [[nodiscard]] bool canFill(const PixelBuffer& frame) const;
+
 private:
     struct Pending {
         PixelRect rect;
         bool fromRoot = true;
-        std::size_t offset = 0;
-        unsigned sequence = 0; // of the request, whose kind `segment` tells
+        std::byte* place = nullptr; // in shared memory
+        unsigned sequence = 0;      // of the request, whose kind `segment` tells
+    };
+
+    /// Two take turns in being seen and being filled.
+    static constexpr std::size_t mostFrames = 2;
+
+    struct Memory {
+        explicit Memory(std::byte* address, std::size_t size, bool mapped)
+            : begin(address), bytes(size), fromDescriptor(mapped) {}
+        ~Memory();
+        Memory(const Memory&) = delete;
+        Memory& operator=(const Memory&) = delete;
+        std::byte* begin;
+        std::size_t bytes;
+        bool fromDescriptor;
     };
 
     explicit RootFetch(const XConnection& connection);
@@ -72,10 +94,11 @@ private:
     void requestOverConnection(const FetchOrder& order);
 
     const XConnection& connection;
-    xcb_shm_seg_t segment = 0; // 0: over the connection
-    std::byte* memory = nullptr;
-    std::size_t memoryBytes = 0;
-    bool mappedFromDescriptor = false;
+    xcb_shm_seg_t segment = 0;      // 0: over the connection
+    std::shared_ptr<Memory> memory; // with the frames made of it, which may outlive this
+    std::size_t betweenBytes = 0;   // its beginning, for what does not go into a frame
+    std::size_t frameBytes = 0;
+    std::size_t framesMade = 0;
 
     std::vector<Pending> pending;
     std::vector<FetchedPixels> pieces;

@@ -41,17 +41,20 @@ std::unique_ptr<XScreenSource> XScreenSource::make(XScreenSourceSetup setup, Ser
         return nullptr;
     }
     if (!source->findDisplay(error)) return nullptr;
-    source->frames = FrameCycle::make(static_cast<int>(width), static_cast<int>(height));
-    if (!source->frames) {
-        error = {"Quillet", 5, "There is not enough memory for a picture of the display."};
-        return nullptr;
-    }
     source->picture = CleanPicture::make(*source->connection,
                                          {.setup = source->setup,
                                           .listed = source->options.excludeWindowIDs,
                                           .pixels = static_cast<std::size_t>(width * height)},
                                          error);
     if (!source->picture) return nullptr;
+    source->frames = FrameCycle::make(static_cast<int>(width), static_cast<int>(height),
+                                      [clean = source->picture.get()](int frameWidth, int frameHeight) {
+                                          return clean->makeFrame(frameWidth, frameHeight);
+                                      });
+    if (!source->frames) {
+        error = {"Quillet", 5, "There is not enough memory for a picture of the display."};
+        return nullptr;
+    }
     source->selectEvents();
     source->geometryChanged = true;
     source->scheduleTick(FramePacing::Clock::now());
@@ -145,7 +148,7 @@ void XScreenSource::tick() {
         return waitForEvents();
     }
     if (geometryChanged) readGeometry();
-    const bool arrived = fetchPixels();
+    const bool arrived = fetchPixels(*frame);
     // A repaint of ours is worth a frame, for what is laid over the picture (the camera) may follow it.
     const bool ownRepaint = picture->takeOwnRepaint();
     PixelRegion changed;
@@ -175,14 +178,21 @@ void XScreenSource::readGeometry() {
     picture->show(area);
 }
 
-bool XScreenSource::fetchPixels() {
+PixelBuffer* XScreenSource::wholeFrame(const PixelBuffer& frame) {
+    if (mustClear || area != frame.bounds().offsetBy(monitor.x, monitor.y)) return nullptr;
+    PixelBuffer* const spare = picture->canFill(frame) ? frames->spare() : nullptr;
+    return spare && picture->canFill(*spare) ? spare : nullptr;
+}
+
+bool XScreenSource::fetchPixels(const PixelBuffer& frame) {
     const CleanPicture::Result result = picture->fetch({.request =
                                                             [this] {
                                                                 pointer->request();
                                                                 fetchedAt = FramePacing::Clock::now();
                                                             },
                                                         .collect = [this] { takePointer(); },
-                                                        .drainEvents = [this] { drainEvents(); }});
+                                                        .drainEvents = [this] { drainEvents(); },
+                                                        .wholeFrame = [&] { return wholeFrame(frame); }});
     pacing.tookPlaceAt(fetchedAt);
     if (result == CleanPicture::Result::refused) geometryChanged = true;
     return result == CleanPicture::Result::complete;
@@ -206,7 +216,8 @@ PixelRegion XScreenSource::updatePicture(PixelBuffer& frame) {
     const PixelRect after = pointerState.isHere ? cursor.placeAt(x, y, shown) : PixelRect();
 
     const bool moved = pointerState.x != drawnX || pointerState.y != drawnY || before != after || pointerImageChanged;
-    const bool redraw = moved || mustClear || picture->touches(before.offsetBy(monitor.x, monitor.y));
+    PixelBuffer* const filled = picture->filledFrame();
+    const bool redraw = moved || mustClear || filled || picture->touches(before.offsetBy(monitor.x, monitor.y));
 
     PixelRegion changed;
     if (redraw) cursor.erase(frame);
@@ -216,8 +227,14 @@ PixelRegion XScreenSource::updatePicture(PixelBuffer& frame) {
         changed.add(frame.bounds());
         mustClear = false;
     }
-    picture->takeInto(frame, monitor.x, monitor.y, changed);
-    if (redraw && !after.isEmpty()) cursor.draw(frame, x, y, shown);
+    if (filled) {
+        picture->completeFrame(frame, monitor.x, monitor.y, changed);
+        frames->replaceBy(*filled, after);
+        ++wholePictureCount;
+    } else {
+        picture->takeInto(frame, monitor.x, monitor.y, changed);
+    }
+    if (redraw && !after.isEmpty()) cursor.draw(filled ? *filled : frame, x, y, shown);
     if (moved) {
         changed.add(before);
         changed.add(after);

@@ -38,6 +38,8 @@ public:
 
     /// How often the receiver still held a frame when the picture changed.
     [[nodiscard]] std::uint64_t takeovers() const { return frames->takeovers(); }
+    /// How often a wholly new picture has gone straight into a frame.
+    [[nodiscard]] std::uint64_t wholePictures() const { return wholePictureCount; }
     /// Whether pixels come through shared memory.
     [[nodiscard]] bool sharesMemory() const { return picture->sharesMemory(); }
 
@@ -59,7 +61,9 @@ private:
     void tick();
     void readGeometry();
     /// False when nothing usable has arrived; what was wanted is then still wanted.
-    [[nodiscard]] bool fetchPixels();
+    [[nodiscard]] bool fetchPixels(const PixelBuffer& frame);
+    /// A frame for a wholly new picture; null where `frame`, which shows the present one, is to be changed instead.
+    [[nodiscard]] PixelBuffer* wholeFrame(const PixelBuffer& frame);
     void takePointer();
     /// What has changed in `frame`, which now shows what was fetched.
     [[nodiscard]] PixelRegion updatePicture(PixelBuffer& frame);
@@ -75,6 +79,8 @@ private:
     std::unique_ptr<FrameCycle> frames;
     CursorOverlay cursor;
     FramePacing pacing;
+
+    std::uint64_t wholePictureCount = 0;
 
     PixelRect monitor; ///< in root pixels, as last heard of
     PixelRect area;    ///< what the frames show of the root

@@ -24,8 +24,9 @@ std::string nameOf(const std::optional<PipeWireNode>& node) { return node ? node
 
 /// A connection that counts what it was told.
 struct CountingClient {
-    explicit CountingClient(const SoundServer& server)
-        : connection(PipeWireConnection::make(server.connectionOptions())) {
+    explicit CountingClient(const SoundServer& server) : CountingClient(server.connectionOptions()) {}
+    explicit CountingClient(const PipeWireConnection::Options& options)
+        : connection(PipeWireConnection::make(options)) {
         subscription = connection->listen({.onConnected = [this](pw_core*) { ++connections; },
                                            .onLost = [this] { ++losses; },
                                            .onAbsent = [this] { ++absences; }});
@@ -58,6 +59,34 @@ TEST(PipeWireConnection, waitsForAServerThatIsNotThereYet) {
     const CountingClient client(*server);
     ASSERT_TRUE(eventually([&] { return client.absences > 1; }));
     EXPECT_EQ(client.connections, 0);
+    ASSERT_TRUE(server->startDaemon());
+    EXPECT_TRUE(eventually([&] { return client.connections == 1; }));
+}
+
+TEST(PipeWireConnection, comesAsSoonAsTheServerDoesHoweverLongItsPauses) {
+    const auto server = SoundServer::prepare();
+    ASSERT_TRUE(server);
+    PipeWireConnection::Options options = server->connectionOptions();
+    options.firstPause = 1h;
+    const CountingClient client(options);
+    ASSERT_TRUE(eventually([&] { return client.absences == 1; }));
+    ASSERT_TRUE(server->startDaemon());
+    EXPECT_TRUE(eventually([&] { return client.connections == 1; }));
+    server->crashDaemon();
+    ASSERT_TRUE(eventually([&] { return client.losses >= 1 && client.losses == client.connections; }));
+    ASSERT_TRUE(server->startDaemon());
+    EXPECT_TRUE(eventually([&] { return client.connections == client.losses + 1; }));
+}
+
+TEST(PipeWireConnection, findsAServerWhoseFolderIsMadeLater) {
+    const auto server = SoundServer::prepare();
+    ASSERT_TRUE(server);
+    const std::filesystem::path run = server->remote().parent_path();
+    const std::filesystem::path aside = run.parent_path() / "aside";
+    std::filesystem::rename(run, aside);
+    const CountingClient client(*server);
+    ASSERT_TRUE(eventually([&] { return client.absences > 1; }));
+    std::filesystem::rename(aside, run);
     ASSERT_TRUE(server->startDaemon());
     EXPECT_TRUE(eventually([&] { return client.connections == 1; }));
 }

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <xcb/shape.h>
 
+#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -409,6 +410,51 @@ TEST(XScreenSource, needsOneBufferWhenItsReceiverLetsGoAtOnce) {
         EXPECT_TRUE(source.sharesMemory());
     });
 }
+
+// Pictures that are wholly new, which do not go the way of those that change in part.
+
+struct Habit {
+    const char* name;
+    std::size_t keeps; ///< frames
+};
+
+class XScreenSourceAllNew : public ::testing::TestWithParam<Habit> {};
+
+TEST_P(XScreenSourceAllNew, showsEachAndWhatChangesAfterwardsWithThePointerOnThem) {
+    XScreen screen;
+    XPainter& painter = screen.painter;
+    std::deque<ConstPixelBufferRef> kept; // the queue's
+    FrameReceiver receiver({.onFrame = [&](const ConstPixelBufferRef& frame) {
+        kept.push_back(frame);
+        while (kept.size() > GetParam().keeps)
+            kept.pop_front();
+    }});
+    painter.setCursor(12, 20, 3, 7, 0xff8000);
+    const std::size_t all = painter.addWindow({0, 0, 640, 480}, 1);
+    ASSERT_TRUE(receiver.start(xScreenSourceFactory({.displayName = screen.server->displayName()}),
+                               painter.monitors().front().id, screen.size));
+    const auto seen = [&] { return withCursor(painter.expected(), painter.cursorRect(), 0xff8000); };
+    ASSERT_TRUE(receiver.waitFor(seen()));
+    for (std::uint32_t step = 0; step < 12; ++step) {
+        const int place = 20 * static_cast<int>(step);
+        painter.repaint(all, 10 + step);
+        ASSERT_TRUE(receiver.waitFor(seen())) << "all new, step " << step;
+        if (step % 3 == 1) painter.movePointer(100 + place, 50 + place);
+        if (step % 3 != 0) painter.repaintPart(all, {place, 40, 90, 70}, 100 + step);
+        ASSERT_TRUE(receiver.waitFor(seen())) << "in part, step " << step;
+    }
+    EXPECT_THAT(receiver.problems(), IsEmpty());
+    receiver.queue.sync([&] {
+        const auto& source = dynamic_cast<const XScreenSource&>(*receiver.source);
+        EXPECT_TRUE(GetParam().keeps > 0 || source.wholePictures() > 0);
+    });
+    receiver.stop();
+    receiver.queue.sync([&] { kept.clear(); });
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, XScreenSourceAllNew,
+                         ::testing::Values(Habit{"letsGoAtOnce", 0}, Habit{"keepsOne", 1}, Habit{"keepsThree", 3}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 // Servers that lack something.
 
