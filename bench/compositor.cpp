@@ -4,13 +4,13 @@
 // in the same run, right before; means on both sides. Damage rows redraw a pooled frame that is one render old.
 #include "pipeline/Compositor.h"
 
+#include "bench/copySeconds.h"
 #include "pipeline/PixelBufferPool.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cmath>
 #include <cstring>
-#include <ctime>
 #include <random>
 
 namespace {
@@ -46,22 +46,6 @@ void copyFrame(PixelBuffer& into, const PixelBuffer& from) {
     std::memcpy(into.row(0), from.row(0), from.strideBytes() * static_cast<std::size_t>(height));
 }
 
-double processorSeconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
-
-/// Seconds for a copy of a frame.
-double copySeconds() {
-    const PixelBufferRef from = noise(width, height, Alpha::ignored);
-    const PixelBufferRef into = PixelBuffer::make(width, height);
-    copyFrame(*into, *from);
-    constexpr int rounds = 100;
-    const double begin = processorSeconds();
-    for (int round = 0; round < rounds; ++round) {
-        copyFrame(*into, *from);
-        benchmark::ClobberMemory();
-    }
-    return (processorSeconds() - begin) / rounds;
-}
-
 void copyOfFrame(benchmark::State& state) {
     const PixelBufferRef from = noise(width, height, Alpha::ignored);
     const PixelBufferRef into = PixelBuffer::make(width, height);
@@ -86,7 +70,7 @@ std::optional<BeautifySettings> settingsFor(Look look) {
 /// `percent` of the screen changes from frame to frame, as one rectangle of the screen's proportions. Below 0: nothing
 /// is known of the changes.
 void compose(benchmark::State& state, Look look, Alpha alpha, int percent) {
-    const double copy = copySeconds();
+    const double copy = copySeconds(width, height);
     const PixelBufferRef screen = noise(width, height, alpha);
     const PixelBufferRef camera = noise(1280, 720, Alpha::ignored);
     Compositor compositor(region, true, settingsFor(look));
@@ -123,7 +107,7 @@ void compose(benchmark::State& state, Look look, Alpha alpha, int percent) {
 
 /// A new camera picture for each frame over a screen that stands still.
 void cameraOnly(benchmark::State& state, Look look) {
-    const double copy = copySeconds();
+    const double copy = copySeconds(width, height);
     const PixelBufferRef screen = noise(width, height, Alpha::ignored);
     const PixelBufferRef camera = noise(1280, 720, Alpha::ignored);
     Compositor compositor(region, true, settingsFor(look));

@@ -115,7 +115,8 @@ void RecordingSession::handleScreenFrame(const PixelBuffer& frame, MediaTime pre
         videoStartTime = presentationTime;
         keepTime();
     }
-    const PixelBufferRef target = pool->acquire();
+    // A picture that would find no room is not even drawn: it would take time from those that wait.
+    const PixelBufferRef target = writer->isReadyForMoreVideo() ? pool->acquire() : nullptr;
     if (!target) {
         compositor->skip(frame);
         ++counts.dropped;

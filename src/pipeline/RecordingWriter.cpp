@@ -26,7 +26,7 @@ namespace {
 
 // Frames waiting for the writer's thread. Together with the one that is being converted and the one that is being drawn
 // they leave some of the pool's frames to spare.
-constexpr std::size_t pictureCapacity = 3;
+constexpr std::size_t pictureCapacity = 4;
 // Sound waiting for it: far more than any stall that a recording survives.
 constexpr std::int64_t soundCapacitySamples = 10 * AacEncoder::sampleRate;
 // With more of it waiting, pictures have to: on a machine that is too slow a lost picture is less than lost sound, and
@@ -48,7 +48,7 @@ struct RecordingWriter::Implementation {
 
     void run();
     void close();
-    void encode(QueuedPicture& picture);
+    void encode(QueuedPicture& picture, std::size_t waiting);
     /// Under the mutex, with room in the queue.
     QueuedPicture& pushPicture();
     /// False if the end was ordered before.
@@ -100,6 +100,7 @@ std::unique_ptr<RecordingWriter> RecordingWriter::make(const std::filesystem::pa
     WriterParts& parts = made->parts;
     parts.width = width;
     parts.height = height;
+    parts.fps = fps;
     // The encoders come first: what cannot be recorded shall not cost the user an older file.
     parts.video = makeX264Encoder({width, height, fps, bitrate(quality, width, height, fps)}, reason);
     if (parts.video) parts.audio = AacEncoder::make(reason);
@@ -225,7 +226,7 @@ bool RecordingWriter::Implementation::end(Ending how, Completion then) {
     return true;
 }
 
-void RecordingWriter::Implementation::encode(QueuedPicture& picture) {
+void RecordingWriter::Implementation::encode(QueuedPicture& picture, std::size_t waiting) {
     const VideoTimeline::Frame& place = picture.place;
     for (std::int64_t i = 0; i < place.keyRepeats; ++i)
         engine->encode(place.firstKeyRepeat + i * timeline->keyDistance(), PictureKind::key);
@@ -233,13 +234,14 @@ void RecordingWriter::Implementation::encode(QueuedPicture& picture) {
         engine->update(*picture.frame, picture.damage);
         picture.frame.reset(); // back to its pool while the encoder works
     }
-    engine->encode(place.ticks, place.isKey ? PictureKind::key : PictureKind::any);
+    engine->encode(place.ticks, place.isKey ? PictureKind::key : PictureKind::any, waiting);
 }
 
 void RecordingWriter::Implementation::run() {
     QueuedPicture picture;
     for (;;) {
         bool hasPicture = false;
+        std::size_t waiting = 0;
         std::optional<AudioSampleBuffer> sound;
         std::optional<std::int64_t> reached;
         {
@@ -252,7 +254,7 @@ void RecordingWriter::Implementation::run() {
             if (hasPicture) {
                 std::swap(picture, pictures.at(firstPicture));
                 firstPicture = (firstPicture + 1) % pictureCapacity;
-                --pictureCount;
+                waiting = --pictureCount;
             }
             if (!sounds.empty() && !engine->isSoundPending()) {
                 sound = std::move(sounds.front());
@@ -262,7 +264,7 @@ void RecordingWriter::Implementation::run() {
             if (std::exchange(hasAdvanced, false)) reached = nowTicks;
             if (ending != Ending::none && !hasPicture && !sound && !engine->isSoundPending()) break;
         }
-        if (hasPicture) encode(picture);
+        if (hasPicture) encode(picture, waiting);
         if (sound) engine->addSound(std::move(*sound));
         engine->encodeSound();
         if (reached) engine->flushUntil(*reached);

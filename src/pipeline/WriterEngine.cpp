@@ -22,18 +22,22 @@ WriterEngine::WriterEngine(WriterParts parts, const VideoTimeline& timeline, Med
       file(std::move(parts.sink),
            mp4::VideoTrackFormat{parts.width, parts.height, timeline.timescale(), video->avcConfiguration()},
            audioFormat(*parts.audio)),
-      sound(std::move(parts.audio), start), timescale(timeline.timescale()), framePeriod(timeline.framePeriod()) {}
+      sound(std::move(parts.audio), start), clock(std::move(parts.clock)), hasteControl(parts.fps),
+      timescale(timeline.timescale()), framePeriod(timeline.framePeriod()) {}
 
 void WriterEngine::keep(std::optional<Error> error) {
     if (error && !failure) failure = std::move(error);
 }
 
 void WriterEngine::update(const PixelBuffer& frame, const FrameDamage& damage) {
-    if (!failure) picture->update(frame, damage);
+    if (failure) return;
+    if (!begun) begun = clock();
+    picture->update(frame, damage);
 }
 
-void WriterEngine::encode(std::int64_t ticks, PictureKind kind) {
+void WriterEngine::encode(std::int64_t ticks, PictureKind kind, std::size_t waiting) {
     if (failure) return;
+    if (!begun) begun = clock();
     // Two ticks of a clock finer than microseconds may fall into one.
     lastMicroseconds = std::max(MediaTime{ticks, timescale}.valueIn(1'000'000), lastMicroseconds + 1);
     // Now it is known how long the pictures before this one stand.
@@ -42,6 +46,9 @@ void WriterEngine::encode(std::int64_t ticks, PictureKind kind) {
     ticksInEncoder.push_back(ticks);
     keep(video->encode(picture->picture(), lastMicroseconds, kind, [this](const EncodedPicture& out) { take(out); }));
     picture->settle();
+    const Haste wanted = hasteControl.after(lastMicroseconds, clock() - *begun, waiting);
+    begun.reset();
+    if (std::exchange(haste, wanted) != wanted) video->setHaste(wanted);
     if (isFirst) flush(); // from then on there is a file to speak of
 }
 

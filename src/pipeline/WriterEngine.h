@@ -5,14 +5,18 @@
 #include "media/PixelBuffer.h"
 #include "pipeline/encode/AacEncoder.h"
 #include "pipeline/encode/EncoderPicture.h"
+#include "pipeline/encode/HasteControl.h"
 #include "pipeline/encode/SoundTrack.h"
 #include "pipeline/encode/VideoEncoder.h"
 #include "pipeline/encode/VideoTimeline.h"
 #include "pipeline/mp4/HybridFile.h"
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -26,6 +30,10 @@ struct WriterParts {
     std::unique_ptr<AacEncoder> audio;
     int width = 0;  ///< pixels
     int height = 0; ///< pixels
+    int fps = 60;   ///< pictures expected a second
+    std::function<std::chrono::nanoseconds()> clock = [] {
+        return std::chrono::steady_clock::now().time_since_epoch();
+    };
 };
 
 /// Pictures and sounds in the order of their times, each kind by itself, become one file. After the first error
@@ -40,8 +48,9 @@ public:
     /// The picture is `frame` from now on; `damage` as EncoderPicture::update takes it. The frame is not needed
     /// afterwards.
     void update(const PixelBuffer& frame, const FrameDamage& damage);
-    /// The picture as it is stands in the file at `ticks`, which must increase.
-    void encode(std::int64_t ticks, PictureKind kind);
+    /// The picture as it is stands in the file at `ticks`, which must increase. `waiting`: how many pictures are behind
+    /// it already; when they come faster than they can be encoded, the encoder is told to hurry.
+    void encode(std::int64_t ticks, PictureKind kind, std::size_t waiting = 0);
 
     /// A sound buffer; only when isSoundPending() says no.
     void addSound(AudioSampleBuffer buffer);
@@ -75,6 +84,10 @@ private:
     std::unique_ptr<EncoderPicture> picture;
     mp4::HybridFile file;
     SoundTrack sound;
+    std::function<std::chrono::nanoseconds()> clock;
+    HasteControl hasteControl;
+    Haste haste = Haste::none;
+    std::optional<std::chrono::nanoseconds> begun; // the work on the next picture
     std::int32_t timescale;
     std::int64_t framePeriod;
 

@@ -155,10 +155,10 @@ void readWindowNews(std::span<const std::byte> bytes) {
                 break;
             default: {
                 now += std::chrono::milliseconds(input.below(255));
-                own.leave(stack.changes().left, now);
+                const Compositing compositing = kind == 10 ? Compositing::byServer : Compositing::byManager;
+                own.leave(stack.changes().left, compositing, now);
                 own.expire(now);
                 stack.forgetChanges();
-                const Compositing compositing = kind == 10 ? Compositing::byServer : Compositing::byManager;
                 const QRegion region = own.region(stack, compositing) & toQRect(display);
                 expect((region - own.trace(stack, compositing)).isEmpty(), "a window of ours stands where none is");
                 const GroundPlan plan = groundPlan(region, stack, tainted, compositing);

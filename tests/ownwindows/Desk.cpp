@@ -115,9 +115,10 @@ void Desk::setWallpaper(Wallpaper wallpaper, std::uint32_t seed) {
     session->sync();
 }
 
-// A compositing manager announces itself before it draws anything.
+// A compositing manager announces itself before it draws anything, and kwin draws the background, for which it takes
+// black, only where windows have been. But to xfwm4 a window as large as the screen means a film.
 bool Desk::waitUntilComposited() {
-    constexpr PixelRect place{40, 40, 30, 30};
+    const PixelRect place{2, 2, options.width - 4, options.height - 4};
     const xcb_window_t ground = others->add({.rect = place, .paint = plainColour, .seed = 0x00c000});
     const xcb_window_t veil = others->add(
         {.rect = place, .paint = [](std::uint32_t, int, int) { return 0x80404040U; }, .depth = Depth::withAlpha});

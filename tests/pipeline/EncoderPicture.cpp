@@ -1,6 +1,8 @@
 #include "pipeline/encode/EncoderPicture.h"
 
 #include "pipeline/encode/X264Encoder.h"
+#include "pipeline/mp4/FileSink.h"
+#include "pipeline/mp4/HybridFile.h"
 #include "tests/fakes/ReadMovie.h"
 #include "tests/pipeline/support/Recording.h"
 
@@ -153,6 +155,93 @@ TEST(X264Encoder, givesOutEachPictureOnceAndAtMostOneLate) {
     EXPECT_EQ(out, 10);
     ASSERT_GE(encoder->avcConfiguration().size(), 11U);
     EXPECT_EQ(encoder->avcConfiguration()[1], std::byte{100});
+}
+
+/// A film of a screen that now stands still and now changes, coded and read back.
+struct StillFilm {
+    static constexpr int width = 192;
+    static constexpr int height = 128;
+    static constexpr std::int64_t framePeriod = 16'667;
+
+    TemporaryFolder folder;
+    PixelBufferRef frame = solidFrame(width, height, {250, 250, 245});
+    std::unique_ptr<EncoderPicture> picture = EncoderPicture::make(width, height);
+    std::unique_ptr<VideoEncoder> encoder;
+    std::optional<mp4::HybridFile> file;
+    std::vector<std::vector<std::byte>> coded = {};
+    std::vector<bool> keys = {};
+    std::vector<PixelBufferRef> sources = {};
+    std::int64_t now = 0;
+
+    StillFilm() {
+        Error error;
+        encoder = makeX264Encoder({width, height, 60, 4'000'000}, error);
+        file.emplace(mp4::FileSink::make(folder.file(), error),
+                     mp4::VideoTrackFormat{width, height, 1'000'000, encoder->avcConfiguration()},
+                     mp4::AudioTrackFormat{48000, 2, 192'000, 1024, 1024, std::vector<std::byte>(5)});
+        picture->update(*frame, {});
+    }
+    void change(int number) {
+        const PixelRect rect{number * 13 % (width - 40), number * 7 % (height - 20), 37, 11};
+        fill(*frame, rect, {static_cast<std::uint8_t>(number * 50), 40, static_cast<std::uint8_t>(number * 90)});
+        FrameDamage damage{false, {}};
+        damage.region.add(rect);
+        picture->update(*frame, damage);
+    }
+    void encode(PictureKind kind) {
+        EXPECT_FALSE(encoder->encode(picture->picture(), now, kind, [this](const EncodedPicture& out) {
+            coded.emplace_back(out.bytes.begin(), out.bytes.end());
+            keys.push_back(out.isKey);
+            file->addVideo(out.bytes, now, out.isKey);
+        }));
+        picture->settle();
+        sources.push_back(copyOf(*frame));
+        now += framePeriod;
+    }
+    /// Every picture reads back as what it was.
+    void check() {
+        ASSERT_EQ(coded.size(), sources.size());
+        ASSERT_FALSE(file->flush(now));
+        ASSERT_FALSE(file->finish(now, 0));
+        const Movie movie = readMovie(folder.file(), ReadDepth::pictures);
+        ASSERT_EQ(movie.pictures.size(), sources.size());
+        for (std::size_t i = 0; i < sources.size(); ++i)
+            EXPECT_GT(peakSignalToNoise(movie.pictures[i], *sources[i], {0, 0, width, height}), 38) << i;
+    }
+};
+
+TEST(X264Encoder, codesAScreenThatStandsStillOnce) {
+    StillFilm film;
+    film.encode(PictureKind::key);
+    film.encode(PictureKind::any);
+    for (int i = 0; i < 3; ++i) {
+        film.encode(PictureKind::key);
+        film.encode(PictureKind::any);
+    }
+    for (std::size_t i = 2; i < film.coded.size(); ++i)
+        EXPECT_EQ(film.coded[i], film.coded[i - 2]) << i;
+    film.check();
+}
+
+TEST(X264Encoder, doesNotSendTheSameKeyPictureTwiceOneBehindTheOther) {
+    StillFilm film;
+    for (int i = 0; i < 4; ++i)
+        film.encode(PictureKind::key);
+    for (std::size_t i = 1; i < film.coded.size(); ++i)
+        EXPECT_NE(film.coded[i], film.coded[i - 1]) << i;
+    film.check();
+}
+
+// The encoder's pictures build on each other; whatever is given out again must leave the decoder where the encoder is.
+TEST(X264Encoder, changesAfterAnyRowOfRepetitionsAreSeen) {
+    StillFilm film;
+    std::mt19937 random(3);
+    for (int i = 0; i < 400; ++i) {
+        const bool isStill = i / 20 % 2 == 0;
+        if (random() % (isStill ? 9 : 2) == 0) film.change(i);
+        film.encode(i == 0 || random() % 4 == 0 ? PictureKind::key : PictureKind::any);
+    }
+    film.check();
 }
 
 } // namespace

@@ -44,14 +44,15 @@ int QuantiserControl::quantiserFor(PictureKind kind, std::size_t changedBlocks, 
     lastKind = kind;
     codedBlocks = kind == PictureKind::key ? blocks : std::min(static_cast<double>(changedBlocks), blocks);
 
-    const double share = std::max(leastShare, 1 + reserve / (bitRate * doublingSeconds));
+    const double spending = 1 + reserve / (bitRate * doublingSeconds);
+    const double share = std::max(leastShare, thrift < 1 ? std::min(spending, 1.0) * thrift : spending);
+    const double floor = finest - 3 * std::log2(thrift);
     const double allowed =
         bitRate * std::clamp(seconds, 1 / fps, mostSecondsAtOnce) * share * (kind == PictureKind::key ? keyShare : 1);
     const double expected = codedBlocks * costPerBlock(kind);
     const double steps = expected > allowed ? 6 * std::log2(expected / allowed) : 0;
     const double sharpest = lastQuantiser - mostStepsDown * std::max(1.0, seconds * fps);
-    lastQuantiser =
-        static_cast<int>(std::lround(std::clamp(std::max(steps, sharpest), double{finest}, double{coarsest})));
+    lastQuantiser = static_cast<int>(std::lround(std::clamp(std::max(steps, sharpest), floor, double{coarsest})));
     return lastQuantiser;
 }
 

@@ -29,6 +29,9 @@ public:
 
     /// The quantiser for a picture at `microseconds` of which `changedBlocks` differ from the one before.
     [[nodiscard]] int quantiserFor(PictureKind kind, std::size_t changedBlocks, std::int64_t microseconds);
+    /// What pictures may cost from now on is this share of what they might, 0 … 1. Below 1 nothing is spent from the
+    /// reserve and the floor rises with it.
+    void setThrift(double share) { thrift = share; }
     /// The picture asked for last has become this large. Called once for each, before the next one is asked for.
     void encoded(std::size_t bytes);
 
@@ -39,6 +42,7 @@ private:
     double fps;
     double blocks;
 
+    double thrift = 1;
     double reserve; ///< bits; negative when too much has been spent
     std::int64_t lastMicroseconds = 0;
     int lastQuantiser = finest;

@@ -33,6 +33,14 @@ struct VideoEncoderPicture {
 
 enum class PictureKind { any, key };
 
+/// How much an encoder gives up for speed, within the same profile: each step is cheaper than the one before it.
+enum class Haste {
+    none,
+    some, ///< fewer ways to describe a block are tried
+    much, ///< and fewer bits
+    most  ///< and fewer still
+};
+
 struct EncodedPicture {
     std::span<const std::byte> bytes; ///< NAL units, each behind its length in four bytes; lent for one call
     bool isKey = false;               ///< an IDR picture
@@ -50,9 +58,12 @@ public:
 
     /// What decoders must know first: the content of the avcC box.
     [[nodiscard]] virtual const std::vector<std::byte>& avcConfiguration() const = 0;
-    /// `microseconds` is the picture's time, which must increase; the rate follows it.
+    /// `microseconds` is the picture's time, which must increase; the rate follows it. What is no key picture may come
+    /// out as one where the encoder needs it.
     [[nodiscard]] virtual std::optional<Error> encode(const VideoEncoderPicture& picture, std::int64_t microseconds,
                                                       PictureKind kind, const Output& output) = 0;
+    /// From the next picture on. An encoder that knows only one pace stays as it is.
+    virtual void setHaste(Haste) {}
     /// Gives out what is still inside. Nothing is encoded afterwards.
     [[nodiscard]] virtual std::optional<Error> drain(const Output& output) = 0;
 };

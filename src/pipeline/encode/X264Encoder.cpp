@@ -1,6 +1,7 @@
 #include "pipeline/encode/X264Encoder.h"
 
 #include "pipeline/encode/QuantiserControl.h"
+#include "pipeline/encode/StillRow.h"
 #include "pipeline/encode/sequenceParameterSet.h"
 
 #include <x264.h>
@@ -42,6 +43,7 @@ public:
     [[nodiscard]] const std::vector<std::byte>& avcConfiguration() const override { return configuration; }
     std::optional<Error> encode(const VideoEncoderPicture& picture, std::int64_t microseconds, PictureKind kind,
                                 const Output& output) override;
+    void setHaste(Haste haste) override;
     std::optional<Error> drain(const Output& output) override;
 
 private:
@@ -49,12 +51,20 @@ private:
         return {"x264", 1, std::string(action) + ": " + (message.empty() ? "no reason given" : message)};
     }
     void readConfiguration(const x264_nal_t* units, int count);
+    /// What has been coded before, given out once more where that says the same; false if something must be coded.
+    bool giveAgain(PictureKind kind, const Output& output);
     std::optional<Error> step(x264_picture_t* input, const Output& output);
 
-    std::string message; // the library's last error line
+    static constexpr int ordinarySearch = 2; // for motion of less than a pixel
+    unsigned ordinaryIntra = 0;              // block shapes that are tried in key pictures without haste
+    std::string message;                     // the library's last error line
     std::optional<QuantiserControl> quantiser;
     std::unique_ptr<x264_t, EncoderDeleter> encoder;
     std::vector<std::byte> configuration;
+    bool isImmediate = false; // each picture comes out when it goes in
+    StillRow still;
+    bool isUnchanged = false;             // the picture that is being encoded
+    int lastQuantiser = 0;                // its
     std::vector<std::uint8_t> blockFlags; // read while a picture is being encoded
 };
 
@@ -110,6 +120,12 @@ bool X264Encoder::open(const VideoEncoderOptions& options, Error& error) {
     parameters.analyse.b_mb_info = 1;
     parameters.analyse.i_weighted_pred = X264_WEIGHTP_NONE;
 
+    // Between key pictures whole blocks only, with a closer look at their motion instead: at the same size and quality
+    // that takes a tenth less time on video than small blocks do, and where the picture is grainy it saves a fifth of
+    // the bits as well. Running text is a twentieth larger.
+    parameters.analyse.inter = 0;
+    parameters.analyse.i_subpel_refine = ordinarySearch;
+
     parameters.vui.b_fullrange = 0;
     parameters.vui.i_colorprim = 1;
     parameters.vui.i_transfer = 1;
@@ -124,11 +140,13 @@ bool X264Encoder::open(const VideoEncoderOptions& options, Error& error) {
         error = failure("choose the High profile");
         return false;
     }
+    ordinaryIntra = parameters.analyse.intra;
     encoder.reset(x264_encoder_open(&parameters));
     if (!encoder) {
         error = failure("open the H.264 encoder");
         return false;
     }
+    isImmediate = x264_encoder_maximum_delayed_frames(encoder.get()) == 0;
     x264_nal_t* units = nullptr;
     int count = 0;
     if (x264_encoder_headers(encoder.get(), &units, &count) < 0) {
@@ -185,8 +203,16 @@ std::optional<Error> X264Encoder::step(x264_picture_t* input, const Output& outp
     if (bytes > 0) {
         quantiser->encoded(static_cast<std::size_t>(bytes));
         // libx264 lays all units of one picture one behind the other.
-        output(
-            {std::as_bytes(std::span(units[0].p_payload, static_cast<std::size_t>(bytes))), encoded.b_keyframe != 0});
+        const auto picture = std::as_bytes(std::span(units[0].p_payload, static_cast<std::size_t>(bytes)));
+        if (!isImmediate)
+            still.clear(); // this is another picture than the one that went in
+        else if (encoded.b_keyframe != 0)
+            still.begin(picture, lastQuantiser);
+        else if (isUnchanged)
+            still.extend(picture);
+        else
+            still.clear();
+        output({picture, encoded.b_keyframe != 0});
     }
     return std::nullopt;
 }
@@ -197,12 +223,18 @@ std::optional<Error> X264Encoder::encode(const VideoEncoderPicture& picture, std
     std::copy_n(picture.unchangedBlocks.begin(), std::min(blockFlags.size(), picture.unchangedBlocks.size()),
                 blockFlags.begin());
 
+    const auto changed = std::count(blockFlags.begin(), blockFlags.end(), std::uint8_t{0});
+    isUnchanged = changed == 0;
+    // The library would build on pictures that the film does not have there.
+    if (!isUnchanged && !still.isAtEnd()) kind = PictureKind::key;
+    lastQuantiser = quantiser->quantiserFor(kind, static_cast<std::size_t>(changed), microseconds);
+    if (isUnchanged && giveAgain(kind, output)) return std::nullopt;
+
     x264_picture_t input;
     x264_picture_init(&input);
     input.i_type = kind == PictureKind::key ? X264_TYPE_IDR : X264_TYPE_AUTO;
     input.i_pts = microseconds;
-    const auto changed = std::count(blockFlags.begin(), blockFlags.end(), std::uint8_t{0});
-    input.i_qpplus1 = quantiser->quantiserFor(kind, static_cast<std::size_t>(changed), microseconds) + 1;
+    input.i_qpplus1 = lastQuantiser + 1;
     input.img.i_csp = X264_CSP_NV12;
     input.img.i_plane = 2;
     // libx264 copies the picture and does not write to it.
@@ -212,6 +244,26 @@ std::optional<Error> X264Encoder::encode(const VideoEncoderPicture& picture, std
     input.img.i_stride[1] = static_cast<int>(picture.chromaStrideBytes);
     input.prop.mb_info = blockFlags.data();
     return step(&input, output);
+}
+
+bool X264Encoder::giveAgain(PictureKind kind, const Output& output) {
+    const auto picture = kind == PictureKind::key ? still.keyAgain(lastQuantiser) : still.next();
+    if (picture.empty()) return false;
+    quantiser->encoded(picture.size());
+    output({picture, kind == PictureKind::key});
+    return true;
+}
+
+void X264Encoder::setHaste(Haste haste) {
+    x264_param_t parameters;
+    x264_encoder_parameters(encoder.get(), &parameters);
+    // Key pictures are the longest of all; what the headers promise stays.
+    parameters.analyse.intra = haste == Haste::none ? ordinaryIntra : 0;
+    parameters.analyse.i_subpel_refine = haste == Haste::none ? ordinarySearch : 1;
+    // Refused, the encoder goes on as before: slower than wished, but no worse.
+    static_cast<void>(x264_encoder_reconfig(encoder.get(), &parameters));
+    static constexpr std::array<double, 4> thrifts{1, 1, 0.5, 0.15};
+    quantiser->setThrift(thrifts.at(static_cast<std::size_t>(haste)));
 }
 
 std::optional<Error> X264Encoder::drain(const Output& output) {

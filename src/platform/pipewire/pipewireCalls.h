@@ -34,6 +34,8 @@ inline void listenTo(pw_registry* registry, spa_hook* hook, const pw_registry_ev
     pw_registry_add_listener(registry, hook, &events, data);
 }
 
+inline void destroyObject(pw_registry* registry, std::uint32_t id) { pw_registry_destroy(registry, id); }
+
 [[nodiscard]] inline pw_metadata* bindMetadata(pw_registry* registry, std::uint32_t id) {
     return static_cast<pw_metadata*>(
         pw_registry_bind(registry, id, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA, 0));

@@ -156,19 +156,15 @@ std::optional<bool> WallpaperGround::showsNamed(const FetchedPixels& piece, cons
 bool WallpaperGround::learnCustom(const FetchedPixels& piece, const QRegion& bare) {
     const std::optional<bool> isShown = showsNamed(piece, bare);
     if (!isShown) return false;
-    // A manager that has just begun may not have drawn anything yet. One that ignores the properties may do so for as
-    // long as it has not heard of them.
-    constexpr std::chrono::seconds toBegin{2};
-    const bool isSure = Clock::now() - managedSince >= toBegin;
     if (*isShown == (source == Source::property)) {
-        if (*isShown && isSure) custom = Custom::follows;
+        if (*isShown) custom = Custom::follows;
         return false;
     }
     // While the screen shows both, this would never end.
     constexpr std::chrono::seconds betweenTurns{1};
     if (Clock::now() - turnedAt < betweenTurns) return false;
     turnedAt = Clock::now();
-    custom = *isShown ? Custom::unknown : Custom::ignores;
+    custom = *isShown ? Custom::follows : Custom::ignores;
     isCurrent = false;
     (void)picture(Compositing::byManager);
     return true;
@@ -247,10 +243,11 @@ xcb_render_picture_t WallpaperGround::picture(Compositing compositing) {
     if (isCurrent && madeFor == compositing) return paint;
     release();
     if (!readRootSize()) return 0;
-    // One that was there from the beginning has drawn already.
-    if (madeFor && compositing != *madeFor) {
+    if (compositing != madeFor) {
         custom = Custom::unknown;
-        managedSince = Clock::now();
+        // Some managers take their time before they draw a background of their own.
+        constexpr std::chrono::seconds review{3};
+        reviewUntil = Clock::now() + review;
     }
     if (compositing == Compositing::byServer)
         paintByServer();

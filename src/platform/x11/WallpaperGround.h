@@ -33,11 +33,18 @@ public:
 
     /// The background may have changed, or the root's size has. The next picture() looks again.
     void invalidate() { isCurrent = false; }
+    /// The properties name another background. A manager that has followed them so far needs some time to follow again,
+    /// in which the screen proves nothing.
+    void noteNewProperty() {
+        invalidate();
+        reviewUntil = {};
+    }
     /// Whether the background is one that only the screen knows.
     [[nodiscard]] bool isLearning() const { return source == Source::learned; }
     /// Whether learn() has any use.
     [[nodiscard]] bool isCurious() const {
-        return isLearning() || (source == Source::property && custom != Custom::follows);
+        return isLearning() ||
+               (source == Source::property && (custom != Custom::follows || Clock::now() < reviewUntil));
     }
     /// Takes from pixels that have arrived from the screen what shows nothing but background: `bare`. May take a round
     /// trip. True when what was drawn with this background so far was wrong or a guess.
@@ -77,7 +84,7 @@ private:
     int namedWidth = 0;
     int namedHeight = 0;
     Custom custom = Custom::unknown;
-    Clock::time_point managedSince; // the beginning of time: from before
+    Clock::time_point reviewUntil; // until then what `custom` says may turn out otherwise
     Clock::time_point turnedAt;
 };
 

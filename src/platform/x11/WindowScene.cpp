@@ -203,6 +203,7 @@ void WindowScene::update(CoveredMemory& memory, const QRegion& screenDamage) {
 void WindowScene::noteBackground(CoveredMemory& memory, const QRegion& screenDamage, const QRegion& moved,
                                  Clock::time_point now) {
     bool changed = watch.takeWallpaperNews();
+    if (changed) wallpaper.noteNewProperty();
     if (!changed && compositing == Compositing::byServer && !memory.covered().isEmpty()) {
         // The server counts a drawing into a window as its whole rectangle on the screen, also where the window's shape
         // leaves that out. It may do so a little later than the drawing itself.

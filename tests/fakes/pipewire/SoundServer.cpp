@@ -92,6 +92,14 @@ std::unique_ptr<ChildProgram> SoundServer::run(const std::vector<std::string>& a
     return ChildProgram::start({arguments, environment(), -1});
 }
 
+// The server's tools wait for ever when something goes just as they look.
+bool SoundServer::succeeds(std::vector<std::string> command) const {
+    command.insert(command.begin(), {"timeout", "5"});
+    for (int attempt = 0; attempt < 3; ++attempt)
+        if (const auto running = run(command); running && running->wait() == 0) return true;
+    return false;
+}
+
 bool SoundServer::startDaemon() {
     daemon = run({"pipewire"});
     return daemon && eventually([this] { return seen->knowledge() == NodeDirectory::Knowledge::known; });
@@ -159,14 +167,19 @@ std::unique_ptr<TestDevice> SoundServer::addMicrophone(const std::string& name, 
 bool SoundServer::destroyNode(const std::string& name) {
     const auto node = seen->nodeNamed(name);
     if (!node) return false;
-    const auto command = run({"pw-cli", "destroy", std::to_string(node->id)});
-    return command && command->wait() == 0 && eventually([&] { return !seen->nodeNamed(name); });
+    {
+        const PipeWireConnection::Lock lock(*connection);
+        if (!connection->core()) return false;
+        const PipeWireProxy<pw_registry> registry(registryOf(connection->core()));
+        if (!registry) return false;
+        destroyObject(registry.get(), node->id);
+    }
+    return eventually([&] { return !seen->nodeNamed(name); });
 }
 
 bool SoundServer::chooseDefault(NodeDirectory::Default which, const std::string& name) {
-    const auto command =
-        run({"pw-metadata", "0", metadataKey(which), "{ \"name\": \"" + name + "\" }", "Spa:String:JSON"});
-    return command && command->wait() == 0 && eventually([&] {
+    return succeeds({"pw-metadata", "0", metadataKey(which), "{ \"name\": \"" + name + "\" }", "Spa:String:JSON"}) &&
+           eventually([&] {
                const auto node = seen->defaultNode(which);
                return node && node->name == name;
            });

@@ -74,6 +74,7 @@ public:
 
 private:
     SoundServer() = default;
+    [[nodiscard]] bool succeeds(std::vector<std::string> command) const;
     std::filesystem::path folder;
     std::unique_ptr<ChildProgram> bus;
     std::unique_ptr<ChildProgram> daemon;
