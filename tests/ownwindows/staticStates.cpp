@@ -297,6 +297,18 @@ TEST_P(AlreadyShown, areAbsentFromTheFirstFrameOn) {
     desk.proveAbsence();
 }
 
+// The range's outline when all of the screen is recorded.
+TEST_P(AlreadyShown, anOutlineAroundTheScreenKeepsNothingFromBeingLearnedOfTheBackground) {
+    const DeskOptions options{.wallpaper = Wallpaper::propertyThatNobodyHeeds};
+    Desk desk(GetParam(), options);
+    ASSERT_TRUE(desk.isReady());
+    addPlainOwn(desk);
+    desk.addOwn({.rect = {0, 0, options.width, options.height}, .outline = Outline::frame, .wantsShadow = false});
+    ASSERT_TRUE(desk.waitUntilItShowsOurs());
+    ASSERT_TRUE(desk.record());
+    desk.proveRecordedEqualsHidden();
+}
+
 INSTANTIATE_TEST_SUITE_P(On, AlreadyShown, ::testing::ValuesIn(chosenSetups()),
                          [](const auto& each) { return each.param.name; });
 

@@ -6,7 +6,7 @@ namespace quillet {
 
 void LearnedWallpaper::forget() {
     known = {};
-    colour = 0;
+    colour = unset;
 }
 
 void LearnedWallpaper::learn(const QRect& rect, const std::byte* pixels, std::size_t strideBytes) {

@@ -23,12 +23,14 @@ public:
     void learn(const QRect& rect, const std::byte* pixels, std::size_t strideBytes);
 
     [[nodiscard]] const QRegion& knownPart() const { return known; }
-    /// The background's only colour so far, as 0xRRGGBB, else the last one that was seen; black when nothing is known.
+    /// The background's only colour so far, as 0xRRGGBB, else the last one that was seen; when nothing is known, the
+    /// grey that picom and xcompmgr paint where no program has set anything.
     [[nodiscard]] std::uint32_t likelyColour() const { return colour; }
 
 private:
+    static constexpr std::uint32_t unset = 0x808080;
     QRegion known;
-    std::uint32_t colour = 0;
+    std::uint32_t colour = unset;
 };
 
 } // namespace quillet

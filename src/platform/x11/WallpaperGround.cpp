@@ -104,6 +104,7 @@ void WallpaperGround::makeLearned() {
     createPixmap();
     learned.forget();
     source = Source::learned;
+    expectTheUnseen();
 }
 
 /// Whether a part of the screen that shows nothing but background shows what the properties name; nothing when that

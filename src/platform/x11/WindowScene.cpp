@@ -247,11 +247,12 @@ bool WindowScene::wasPainted(const QRegion& part) const {
 
 bool WindowScene::learn(const FetchedPixels& piece, const CoveredMemory& memory) {
     if (!wallpaper.isCurious()) return false;
-    // Windows that have gone may still be fading.
+    // Windows that have gone may still be fading. Where ours are, with their shadows, is covered; what their shapes
+    // leave out, as the outline around the range does with all of the screen, is not.
     QRegion bare = QRegion(toQRect(piece.rect)) - memory.covered() - grown(memory.unsettled(), OwnRegion::shadowMargin);
     for (const std::uint32_t id : watch.stack().order()) {
         const StackedWindow& window = *watch.stack().find(id);
-        if (window.isVisible()) bare -= toQRect(window.outer.grownBy(OwnRegion::shadowMargin));
+        if (window.isVisible() && !window.isOwn) bare -= toQRect(window.outer.grownBy(OwnRegion::shadowMargin));
     }
     return wallpaper.learn(piece, bare);
 }

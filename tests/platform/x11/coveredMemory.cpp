@@ -96,7 +96,7 @@ TEST(LearnedWallpaper, knowsWhatItHasSeen) {
     EXPECT_EQ(wallpaper.news(QRegion(0, 0, 3, 2)), QRegion(2, 0, 1, 2));
     EXPECT_EQ(wallpaper.likelyColour(), 0x123456U);
     wallpaper.forget();
-    EXPECT_EQ(wallpaper.likelyColour(), 0U);
+    EXPECT_EQ(wallpaper.likelyColour(), 0x808080U);
 }
 
 TEST(CoarseRects, coverADiscWithOneRectangleAndAFrameWithItsSides) {
