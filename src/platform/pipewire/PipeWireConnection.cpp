@@ -75,6 +75,7 @@ void PipeWireConnection::attempt() {
         if (!wanted.remote.empty()) pw_properties_set(properties, PW_KEY_REMOTE_NAME, wanted.remote.c_str());
         server = pw_context_connect(context.get(), properties, 0);
     }
+    isAbsent = !server;
     if (!server) {
         tell(Order::oldestFirst, [](Listener& listener) {
             if (listener.onAbsent) listener.onAbsent();
@@ -147,6 +148,7 @@ PipeWireConnection::Subscription PipeWireConnection::listen(Listener listener) {
     listeners.emplace(id, added);
     // A server that has just died will be told as lost in a moment, like to all others.
     if (server && added->onConnected) added->onConnected(server);
+    if (isAbsent && added->onAbsent) added->onAbsent();
     return {*this, id};
 }
 

@@ -73,8 +73,8 @@ public:
         PipeWireConnection* connection = nullptr;
         std::uint64_t id = 0;
     };
-    /// Listeners are called on the loop's thread, lock held; onConnected at once and here when there is a server
-    /// already. Losses are told in the opposite order of listening.
+    /// Listeners are called on the loop's thread, lock held; at once and here onConnected when there is a server
+    /// already, and onAbsent when the last attempt has found none. Losses are told in the opposite order of listening.
     [[nodiscard]] Subscription listen(Listener listener);
 
     /// Waits until `condition` holds, asked under the lock whenever wake() is called; false when `limit` has passed.
@@ -108,6 +108,7 @@ private:
     pw_core* server = nullptr;
     PipeWireHook coreHook;
     bool isBroken = false; // the server is dead, and the timer is about to say so
+    bool isAbsent = false; // the last attempt found none
 };
 
 } // namespace quillet

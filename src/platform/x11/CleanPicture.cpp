@@ -1,6 +1,7 @@
 #include "platform/x11/CleanPicture.h"
 
 #include "platform/TileDifference.h"
+#include "platform/x11/ServerGrab.h"
 #include "platform/x11/regions.h"
 
 #include <algorithm>
@@ -94,8 +95,12 @@ void CleanPicture::show(const PixelRect& shown) {
 }
 
 void CleanPicture::collectDamage(const Hooks& hooks) {
-    damage->request();
-    if (scene) scene->requestDamage(memory);
+    {
+        const ServerGrab sameMoment(connection.xcb());
+        damage->request(scene && scene->looksBehindScreen(memory) ? DamageCollector::Windows::mayBeAhead
+                                                                  : DamageCollector::Windows::areOnTheScreen);
+        if (scene) scene->requestDamage(memory);
+    }
     const QRegion screenDamage = damage->collect(toQRect(area));
     if (!scene) return memory.changeScreen(screenDamage, Clock::now());
     scene->collectDamage();
@@ -115,6 +120,9 @@ void CleanPicture::requestPixels(const Hooks& hooks) {
     fetched = regionOfRects(plain);
     rebuilt = memory.toRebuild();
     drawn = {};
+    // A window that stands partly beneath ours shall not be of two moments, nor one that is fetched in parts.
+    std::optional<ServerGrab> sameMoment;
+    if (orders.size() > 1 || !rebuilt.isEmpty()) sameMoment.emplace(connection.xcb());
     if (!rebuilt.isEmpty()) {
         const std::vector<PixelRect> beneath = coarseRects(rebuilt, area);
         drawn = regionOfRects(beneath);
@@ -162,11 +170,15 @@ bool CleanPicture::touches(const PixelRect& rect) const {
     return fetched.intersects(toQRect(rect)) || drawn.intersects(toQRect(rect));
 }
 
+/// What was not asked for is of a later moment than what is not fetched at all: a window that stands in both would be
+/// of two moments.
+QRegion CleanPicture::fetchedAlong(const FetchedPixels& piece) const {
+    return QRegion(toQRect(piece.rect)) - (piece.fromRoot ? memory.toFetch() : rebuilt);
+}
+
 void CleanPicture::takeInto(PixelBuffer& frame, int left, int top, PixelRegion& changed) {
     for (const FetchedPixels& piece : pixels->arrived()) {
-        const QRegion kept =
-            piece.fromRoot ? memory.covered() : QRegion(toQRect(piece.rect)) - rebuilt; // not what was asked for
-        keepFramesPixels(piece, kept, frame, left, top);
+        keepFramesPixels(piece, fetchedAlong(piece), frame, left, top);
         takeOver(piece.rect.offsetBy(-left, -top), piece.pixels, piece.strideBytes, frame, changed);
     }
     memory.bringUpToDate();
@@ -175,9 +187,9 @@ void CleanPicture::takeInto(PixelBuffer& frame, int left, int top, PixelRegion& 
 void CleanPicture::completeFrame(const PixelBuffer& before, int left, int top, PixelRegion& changed) {
     for (const FetchedPixels& piece : pixels->arrived()) {
         if (piece.fromRoot) {
-            keepFramesPixels(piece, memory.covered(), before, left, top);
+            keepFramesPixels(piece, fetchedAlong(piece), before, left, top);
         } else {
-            keepFramesPixels(piece, QRegion(toQRect(piece.rect)) - rebuilt, *filled, left, top);
+            keepFramesPixels(piece, fetchedAlong(piece), *filled, left, top);
             PixelRegion seenBelow;
             takeOver(piece.rect.offsetBy(-left, -top), piece.pixels, piece.strideBytes, *filled, seenBelow);
         }

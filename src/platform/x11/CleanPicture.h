@@ -88,6 +88,7 @@ private:
     void collectDamage(const Hooks& hooks);
     void requestPixels(const Hooks& hooks);
     [[nodiscard]] bool isUsable(int attempt) const;
+    [[nodiscard]] QRegion fetchedAlong(const FetchedPixels& piece) const;
     /// From pixels that may be used. True when they tell of a background that was not known: what was drawn with
     /// another one is then out of date.
     bool learnsBackground();

@@ -24,15 +24,24 @@ DamageCollector::~DamageCollector() {
 bool DamageCollector::handleEvent(const xcb_generic_event_t& event) {
     if (!damage || (event.response_type & 0x7f) != connection.damage.firstEvent + XCB_DAMAGE_NOTIFY) return false;
     if (reinterpret_cast<const xcb_damage_notify_event_t&>(event).damage != damage) return false;
-    announced = true;
+    // What was announced before the last answer is in it.
+    if (static_cast<std::int32_t>(event.full_sequence - askedBy) >= 0) announced = true;
     return true;
 }
 
-void DamageCollector::request() {
-    wasAsked = announced;
-    if (!announced) return;
+void DamageCollector::request(Windows windows) {
+    const bool mustCompose = windows == Windows::mayBeAhead && damage != 0;
+    wasAsked = announced || mustCompose;
+    if (!wasAsked) return;
     announced = false;
-    xcb_damage_subtract(connection.xcb(), damage, XCB_NONE, parts);
+    if (mustCompose) {
+        // Whoever reads the root's pixels, even one, reads them with all that windows show.
+        constexpr std::uint32_t allPlanes = ~0U;
+        const auto pixel =
+            xcb_get_image(connection.xcb(), XCB_IMAGE_FORMAT_Z_PIXMAP, connection.root(), 0, 0, 1, 1, allPlanes);
+        xcb_discard_reply(connection.xcb(), pixel.sequence);
+    }
+    askedBy = xcb_damage_subtract(connection.xcb(), damage, XCB_NONE, parts).sequence;
     if (parts) asked = xcb_xfixes_fetch_region(connection.xcb(), parts);
 }
 

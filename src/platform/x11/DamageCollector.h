@@ -8,6 +8,7 @@
 #include <xcb/xcb.h>
 #include <xcb/xfixes.h>
 
+#include <cstdint>
 #include <optional>
 
 namespace quillet {
@@ -30,9 +31,13 @@ public:
     bool handleEvent(const xcb_generic_event_t& event);
     [[nodiscard]] bool isPending() const { return announced || mustPoll(); }
 
+    enum class Windows { areOnTheScreen, mayBeAhead };
     /// Asks for what has changed since the last request, if anything was announced; does not wait. What happens from
     /// then on belongs to the next request.
-    void request();
+    ///
+    /// A server that composes brings what programs have drawn to the screen only when it has nothing else to do. Where
+    /// windows may be ahead of the screen for that reason, it is made to do so first, announced or not.
+    void request(Windows windows);
     /// Waits for the answer and cuts it to `area`.
     [[nodiscard]] QRegion collect(const QRect& area);
 
@@ -42,6 +47,7 @@ private:
     xcb_xfixes_region_t parts = 0; // 0: the server cannot tell where
     bool announced = false;
     bool wasAsked = false;
+    std::uint32_t askedBy = 0; // the sequence number of the last request for damage
     std::optional<xcb_xfixes_fetch_region_cookie_t> asked;
 };
 

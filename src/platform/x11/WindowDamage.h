@@ -38,14 +38,19 @@ public:
 
     /// What has been drawn into the window so far is of no interest.
     void drop(std::uint32_t window);
-    /// Asks for what has been drawn into these windows since; does not wait. Then collect() waits.
+    /// Asks for what has been drawn into these windows since, announced or not; does not wait. Then collect() waits.
     void request(const std::vector<std::uint32_t>& windows);
-    /// Regions are counted from the window's inner corner, inside its border.
+    /// Windows into which nothing was drawn are left out. Regions are counted from the window's inner corner, inside
+    /// its border.
     [[nodiscard]] std::vector<std::pair<std::uint32_t, QRegion>> collect();
 
 private:
     const XConnection& connection;
-    std::unordered_map<std::uint32_t, xcb_damage_damage_t> watches; // by window
+    struct Watch {
+        xcb_damage_damage_t damage;
+        std::uint32_t answeredBy; // the sequence number of the last request that took or dropped it
+    };
+    std::unordered_map<std::uint32_t, Watch> watches; // by window
     std::unordered_set<std::uint32_t> flagged;
     std::vector<xcb_xfixes_region_t> spare; // used again and again
     std::vector<std::pair<std::uint32_t, xcb_xfixes_fetch_region_cookie_t>> asked;

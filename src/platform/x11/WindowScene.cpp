@@ -145,6 +145,18 @@ void WindowScene::requestDamage(const CoveredMemory& memory) {
             damage.drop(id);
         }
     }
+    // What stands partly beneath ours shall be of one moment. The screen tells of its part whether the window's own
+    // announcement has arrived or not, so the window is asked in any case.
+    if (looksBehindScreen(memory)) {
+        constexpr std::size_t mostAsked = 32;
+        for (const std::uint32_t id : watch.stack().order()) {
+            if (wanted.size() >= mostAsked) break;
+            const StackedWindow& window = *watch.stack().find(id);
+            if (window.isVisible() && !window.isOwn && !std::ranges::count(announced, id) &&
+                memory.covered().intersects(toQRect(window.outer)))
+                wanted.push_back(id);
+        }
+    }
     damage.request(wanted);
 }
 

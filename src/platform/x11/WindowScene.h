@@ -47,6 +47,10 @@ public:
     /// When something will, without any event; nothing when not.
     [[nodiscard]] std::optional<Clock::time_point> nextExpiry() const { return own.nextExpiry(); }
 
+    /// Whether what programs have drawn matters here before the server, which composes, has brought it to the screen.
+    [[nodiscard]] bool looksBehindScreen(const CoveredMemory& memory) const {
+        return compositing == Compositing::byServer && !memory.covered().isEmpty();
+    }
     /// Asks what programs have drawn beneath our windows; does not wait.
     void requestDamage(const CoveredMemory& memory);
     /// Waits for the answer. Events that came before it are to be handled before update().

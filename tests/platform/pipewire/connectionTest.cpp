@@ -101,6 +101,18 @@ TEST(PipeWireConnection, tellsALaterListenerOfAServerThatIsThereAlready) {
     EXPECT_EQ(told, 1);
 }
 
+TEST(PipeWireConnection, tellsALaterListenerThatThereIsNoServer) {
+    const auto server = SoundServer::prepare();
+    ASSERT_TRUE(server);
+    PipeWireConnection::Options options = server->connectionOptions();
+    options.firstPause = 1h;
+    const CountingClient client(options);
+    ASSERT_TRUE(eventually([&] { return client.absences == 1; }));
+    int told = 0;
+    const auto subscription = client.connection->listen({.onAbsent = [&] { ++told; }});
+    EXPECT_EQ(told, 1);
+}
+
 TEST(NodeDirectory, knowsTheDevicesAndTheDefaultsAfterItsFirstAnswer) {
     const auto server = SoundServer::start();
     ASSERT_TRUE(server);
