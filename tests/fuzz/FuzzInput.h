@@ -27,7 +27,7 @@ public:
         static_assert(std::is_trivially_copyable_v<T>);
         T value{};
         const std::size_t count = std::min(rest.size(), sizeof value);
-        std::memcpy(&value, rest.data(), count);
+        if (count > 0) std::memcpy(&value, rest.data(), count); // an empty input may have no memory at all
         rest = rest.subspan(count);
         return value;
     }
