@@ -43,7 +43,8 @@ bool CameraCircle::update(const PixelBuffer& camera, double diameter) {
         spansDiameter = diameter;
         spans.clear();
         for (int y = 0; y < side; ++y) {
-            const CircleMask::Span covered = mask->spans[static_cast<std::size_t>(mask->side - side + y)];
+            const CircleMask::Span covered =
+                mask->spans[static_cast<std::size_t>(mask->side) - static_cast<std::size_t>(side - y)];
             spans.push_back({std::min(covered.begin, side), std::min(covered.end, side)});
         }
     }

@@ -5,6 +5,12 @@
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
 
+#include <array>
+#include <string>
+
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace quillet::testing {
 
 namespace {
@@ -26,19 +32,26 @@ QVariant structureOf(const std::vector<double>& numbers) {
 
 std::unique_ptr<PrivateBus> PrivateBus::start() {
     std::unique_ptr<PrivateBus> bus(new PrivateBus);
-    bus->daemon.start(QStringLiteral("dbus-daemon"),
-                      {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address"),
-                       QStringLiteral("--address=unix:tmpdir=/tmp")});
-    if (!bus->daemon.waitForReadyRead(20'000)) return nullptr;
-    bus->address = QString::fromUtf8(bus->daemon.readLine()).trimmed();
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) return nullptr;
+    bus->daemon =
+        ChildProgram::start({.arguments = {"dbus-daemon", "--session", "--nofork", "--nopidfile", "--nosyslog",
+                                           "--print-address=" + std::to_string(ends[1]), "--address=unix:tmpdir=/tmp"},
+                             .environment = {},
+                             .inheritedDescriptor = ends[1]});
+    ::close(ends[1]);
+    std::string line;
+    for (char letter = 0; ::read(ends[0], &letter, 1) == 1 && letter != '\n';)
+        line += letter;
+    ::close(ends[0]);
+    if (!bus->daemon || line.empty()) return nullptr;
+    bus->address = QString::fromStdString(line);
     return bus;
 }
 
 PrivateBus::~PrivateBus() {
     for (const QString& name : names)
         QDBusConnection::disconnectFromBus(name);
-    daemon.kill();
-    daemon.waitForFinished();
 }
 
 QDBusConnection PrivateBus::connect(const QString& name) {

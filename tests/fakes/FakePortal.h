@@ -1,8 +1,9 @@
 // FakePortal.h: a message bus of the test's own, and a desktop portal on it that tells appearance settings.
 #pragma once
 
+#include "tests/fakes/x11/ChildProgram.h"
+
 #include <QDBusConnection>
-#include <QProcess>
 #include <QString>
 #include <QVariant>
 
@@ -11,7 +12,7 @@
 
 namespace quillet::testing {
 
-/// A message bus that ends with this object. Needs an application object.
+/// A message bus that ends with this object. Threads: main.
 class PrivateBus {
 public:
     /// Null where there is no dbus-daemon.
@@ -25,7 +26,7 @@ public:
 
 private:
     PrivateBus() = default;
-    QProcess daemon;
+    std::unique_ptr<ChildProgram> daemon;
     QString address;
     std::vector<QString> names;
 };

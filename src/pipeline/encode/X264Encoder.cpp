@@ -204,11 +204,10 @@ std::optional<Error> X264Encoder::step(x264_picture_t* input, const Output& outp
         quantiser->encoded(static_cast<std::size_t>(bytes));
         // libx264 lays all units of one picture one behind the other.
         const auto picture = std::as_bytes(std::span(units[0].p_payload, static_cast<std::size_t>(bytes)));
-        if (!isImmediate)
-            still.clear(); // this is another picture than the one that went in
-        else if (encoded.b_keyframe != 0)
+        const bool isWhatWentIn = isImmediate;
+        if (isWhatWentIn && encoded.b_keyframe != 0)
             still.begin(picture, lastQuantiser);
-        else if (isUnchanged)
+        else if (isWhatWentIn && isUnchanged)
             still.extend(picture);
         else
             still.clear();
