@@ -18,9 +18,12 @@ WindowDamage::~WindowDamage() {
 void WindowDamage::watch(std::uint32_t window) {
     forget(window);
     const xcb_damage_damage_t damage = xcb_generate_id(connection.xcb());
-    xcb_damage_create(connection.xcb(), damage, window, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
-    // A window that can be seen already is reported as drawn, all of it.
-    watches.emplace(window, Watch{damage, xcb_damage_subtract(connection.xcb(), damage, XCB_NONE, XCB_NONE).sequence});
+    const std::uint32_t begunBy =
+        xcb_damage_create(connection.xcb(), damage, window, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY).sequence;
+    // A window that can be seen already is announced, as drawn, all of it. What it shows is of no interest; that it is
+    // there is.
+    xcb_damage_subtract(connection.xcb(), damage, XCB_NONE, XCB_NONE);
+    watches.emplace(window, Watch{damage, begunBy});
 }
 
 void WindowDamage::forget(std::uint32_t window) {

@@ -48,7 +48,7 @@ private:
     const XConnection& connection;
     struct Watch {
         xcb_damage_damage_t damage;
-        std::uint32_t answeredBy; // the sequence number of the last request that took or dropped it
+        std::uint32_t answeredBy; // the sequence number of the last request that took or dropped it, or that began it
     };
     std::unordered_map<std::uint32_t, Watch> watches; // by window
     std::unordered_set<std::uint32_t> flagged;
