@@ -19,7 +19,7 @@ struct Setting {
 
 enum class ByteOrder : std::uint8_t { little = 0, big = 1 };
 
-/// The bytes of the property, as the XSETTINGS specification lays them out.
+/// The bytes of the property, as XSETTINGS lays them out.
 [[nodiscard]] std::vector<std::uint8_t> encodedSettings(const std::vector<Setting>& settings, ByteOrder order);
 
 /// Owns the selection of settings managers from the first set() until it goes.
