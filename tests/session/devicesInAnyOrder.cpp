@@ -1,5 +1,4 @@
 // Everything that a recording takes sound and pictures from is taken away and given back, in every order.
-#include "tests/fakes/pipewire/SoundReceiver.h"
 #include "tests/session/FlashesAndClicks.h"
 
 #include <cstdlib>
@@ -139,7 +138,8 @@ protected:
         if (!isManaged()) return;
         const char* const output = has(Part::defaultOutput) ? "test-speakers" : "headset";
         if (!server->directory().nodeNamed(output)) return;
-        ASSERT_TRUE(server->chooseDefault(NodeDirectory::Default::audioSink, output));
+        ASSERT_TRUE(server->chooseDefault(NodeDirectory::Default::audioSink, output))
+            << output << "; " << whatThereIs();
     }
     /// At first the configuration's, which come with the daemon.
     void placeSpeakers() {
@@ -210,14 +210,7 @@ TEST_P(DevicesInAnyOrder, leaveTheFilmWholeAndInTimeAndComeBack) {
     EXPECT_TRUE(isHeard) << "a sound stays away; " << whatThereIs();
     EXPECT_TRUE(isSeen) << "the camera stays away";
     const double healed = mediaTimeNow().seconds();
-    // Another listener, who has just come: what it does not hear of the microphone, the server does not deliver to
-    // anybody (seen with 0.3.65, when both daemon and session manager had been killed).
-    testing::SoundReceiver listener;
-    const auto itsNodes = NodeDirectory::make(PipeWireConnection::make(server->connectionOptions()));
-    ASSERT_TRUE(eventually([&] { return listener.start(pipeWireMicrophoneFactory(itsNodes)); }));
     film(3);
-    const bool isDelivered = !fakes::onsets(listener.heard(), 0.2).empty();
-    listener.stop();
     const std::string atTheEnd = whatThereIs();
     const double beforeStop = mediaTimeNow().seconds();
     const test::Movie movie = stop();
@@ -227,14 +220,18 @@ TEST_P(DevicesInAnyOrder, leaveTheFilmWholeAndInTimeAndComeBack) {
     const std::vector<double> clicks = expectTogether(movie, 0.1);
     // Both sounds are heard again: the speakers click with even flashes, the microphone with odd ones.
     std::array<int, 2> heard{};
-    for (const double click : clicks)
-        if (firstFlash + click > healed + 1)
-            ++heard[static_cast<std::size_t>(std::llround((firstFlash + click) / testing::period) % 2)];
+    double worst = 0;
+    for (const double click : clicks) {
+        if (firstFlash + click <= healed + 1) continue;
+        ++heard[static_cast<std::size_t>(std::llround((firstFlash + click) / testing::period) % 2)];
+        worst = std::max(worst, std::abs(std::remainder(click, testing::period))); // the film begins with a flash
+    }
     EXPECT_GT(heard[0], 0) << "the system's sound is not in the film; " << atTheEnd;
-    EXPECT_TRUE(heard[1] > 0 || !isDelivered) << "the microphone is not in the film; " << atTheEnd;
-    std::cout << GetParam().name << ": all heard and seen " << healed - allIsBack << " s after the last came back, "
-              << "ended and read in " << stopped << " s" << (isDelivered ? "" : "; the server delivers no microphone")
-              << "\n";
+    EXPECT_GT(heard[1], 0) << "the microphone is not in the film; " << atTheEnd;
+    // scripts/try-orders reads this line.
+    std::cout << GetParam().name << ": all heard and seen " << healed - allIsBack
+              << " s after the last came back, then " << worst * 1e3 << " ms off at most, ended and read in " << stopped
+              << " s\n";
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, DevicesInAnyOrder, ::testing::ValuesIn(chosenOrders()),

@@ -149,18 +149,21 @@ std::unique_ptr<TestDevice> SoundServer::addDevice(const std::map<std::string, s
 }
 
 std::unique_ptr<TestDevice> SoundServer::addSpeakers(const std::string& name, int priority) {
-    return addDevice({{"factory.name", "support.null-audio-sink"},
-                      {"node.name", name},
-                      {"media.class", "Audio/Sink"},
-                      {"audio.position", "FL,FR"},
-                      {"priority.session", std::to_string(priority)}});
+    return addSoundDevice(name, "Audio/Sink", priority);
 }
 
 std::unique_ptr<TestDevice> SoundServer::addMicrophone(const std::string& name, int priority) {
+    return addSoundDevice(name, "Audio/Source/Virtual", priority);
+}
+
+std::unique_ptr<TestDevice> SoundServer::addSoundDevice(const std::string& name, const char* mediaClass, int priority) {
     return addDevice({{"factory.name", "support.null-audio-sink"},
                       {"node.name", name},
-                      {"media.class", "Audio/Source/Virtual"},
+                      {"media.class", mediaClass},
                       {"audio.position", "FL,FR"},
+                      // Both, as the session manager gives them to sound cards. Of equals any may become the clock of
+                      // what has none itself, a camera as well, and sound then comes at the pace of its pictures.
+                      {"priority.driver", std::to_string(priority)},
                       {"priority.session", std::to_string(priority)}});
 }
 

@@ -74,6 +74,8 @@ public:
 
 private:
     SoundServer() = default;
+    [[nodiscard]] std::unique_ptr<TestDevice> addSoundDevice(const std::string& name, const char* mediaClass,
+                                                             int priority);
     [[nodiscard]] bool succeeds(std::vector<std::string> command) const;
     std::filesystem::path folder;
     std::unique_ptr<ChildProgram> bus;
