@@ -15,32 +15,23 @@ import unittest
 import filmClock
 import outside
 from a11y import Panel
-from outside import Case, eventually, is_finished
+from filmedClock import RECORDING, START, STOP, FilmedClock
+from outside import eventually, is_finished
 
-START, STOP = "●  开始录制", "■  停止录制"
-RECORDING = "● 录制中…  点击停止结束。"
 LITTLE_ROOM = "● 录制中…  磁盘空间不足，请尽快停止或腾出空间。"
 STOPPED_FOR_ROOM = "磁盘空间不足，录制已自动停止。"
 USER_FOLDERS = pathlib.Path(os.environ["XDG_CONFIG_HOME"]) / "user-dirs.dirs"
 MOST_FROZEN = 1.0  # seconds; it would be as long as the disk hangs
 
 
-class Faults(Case):
+class Faults(FilmedClock):
     def setUp(self):
         super().setUp()
-        outside.record_everything()
         self.folder = pathlib.Path(tempfile.mkdtemp(dir=os.environ["QUILLET_DESKTOP"]))
         USER_FOLDERS.write_text(f'XDG_DESKTOP_DIR="{self.folder}"\n')
-        self.helpers = []
-        self.clock = self.helper(os.environ["QUILLET_CLOCK"])
 
     def tearDown(self):
         super().tearDown()
-        for helper in self.helpers:
-            helper.send_signal(signal.SIGCONT)
-            helper.kill()
-            helper.wait()
-            helper.stdout.close()
         subprocess.run(["umount", "-l", str(self.folder)], stderr=subprocess.DEVNULL, check=False)
         USER_FOLDERS.unlink()
 
@@ -50,36 +41,11 @@ class Faults(Case):
     def remount(self, options):
         self.mount("-o", f"remount,{options}")
 
-    def helper(self, *command):
-        """A program that says when it is ready and is ended with the test."""
-        process = subprocess.Popen(command, stdout=subprocess.PIPE)
-        self.helpers.append(process)
-        self.assertEqual(process.stdout.readline(), b"ready\n", command)
-        return process
-
     def hanging_folder(self):
         return self.helper(sys.executable, "-B", str(pathlib.Path(__file__).with_name("folderThatHangs.py")), str(self.folder))
 
-    def open_panel(self):
-        program, _ = self.start(QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
-        return program, Panel(program.pid)
-
     def films(self):
         return sorted(self.folder.glob("*.mp4"))
-
-    def record(self, panel, seconds=2.0):
-        panel.press("button", START)
-        panel.await_("button", STOP)
-        time.sleep(seconds)
-
-    def stop(self, panel):
-        """Until the file is saved; the whole line."""
-        panel.press("button", STOP)
-        return self.await_line(panel, "已保存：")
-
-    def await_line(self, panel, beginning, seconds=20):
-        return self.until(lambda: next((name for name in panel.names("label") if name.startswith(beginning)), None),
-                          f"no line {beginning!r} among {panel.names('label')}", seconds)
 
     def assertResponsive(self, panel, seconds):
         """All that time, the program's main thread answers."""
@@ -88,18 +54,6 @@ class Faults(Case):
             worst = max(worst, panel.answer_seconds())
             time.sleep(0.05)
         self.assertLess(worst, MOST_FROZEN, "the panel does not answer")
-
-    def assertPlays(self, film, least_seconds=1.0):
-        """The film as an independent decoder has it."""
-        read = filmClock.Film(film)
-        self.assertEqual(read.complaints, "")
-        self.assertGreater(read.seconds, least_seconds)
-        self.assertGreater(read.sound_seconds, least_seconds)
-        self.assertLess(abs(read.seconds - read.sound_seconds), 1)
-        self.assertLess(read.worst_offset() or 0, 0.04, "sound and picture are apart")
-        print(f"{self.id().split('.')[-1]}: {read.seconds:.1f} s of picture, {read.sound_seconds:.1f} s of sound, "
-              f"{len(read.clicks)} clicks, at most {(read.worst_offset() or 0) * 1000:.1f} ms off ({read.median_offsets()})", flush=True)
-        return read
 
     def assertRecordsAgain(self, panel):
         self.record(panel)
