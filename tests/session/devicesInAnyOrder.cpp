@@ -81,6 +81,9 @@ protected:
 
     void SetUp() override {
         ASSERT_NO_FATAL_FAILURE(FlashesAndClicks::SetUp());
+        // Only devices that come and go with the session manager, as on a desktop.
+        server->forgetDevices();
+        ASSERT_TRUE(server->destroyNode("test-microphone"));
         headset = server->addSpeakers("headset", 1);
         ASSERT_TRUE(headset);
         startPlayer();
@@ -126,9 +129,6 @@ protected:
     /// waits for ever, and links nothing, when it finds one that its predecessor has used.)
     void placeDevices() {
         if (!isManaged()) letDevicesGo();
-        if (has(Part::daemon) && server->directory().nodeNamed("test-microphone")) {
-            ASSERT_TRUE(server->destroyNode("test-microphone")); // the daemon's, which nobody would bring anew
-        }
         if (isManaged() && !headset) headset = server->addSpeakers("headset", 1);
         if (isManaged() && has(Part::microphone) && !voice) startMicrophone();
         if (isManaged() && has(Part::camera) && !camera) plugInCamera();
@@ -141,7 +141,7 @@ protected:
         ASSERT_TRUE(server->chooseDefault(NodeDirectory::Default::audioSink, output))
             << output << "; " << whatThereIs();
     }
-    /// At first the configuration's, which come with the daemon.
+    /// At first the configuration's.
     void placeSpeakers() {
         const bool areWanted = isManaged() && has(Part::speakers);
         if (!areWanted) speakers.reset();

@@ -167,6 +167,11 @@ std::unique_ptr<TestDevice> SoundServer::addSoundDevice(const std::string& name,
                       {"priority.session", std::to_string(priority)}});
 }
 
+void SoundServer::forgetDevices() const {
+    std::error_code ignored; // there were none
+    fs::remove_all(folder / "config/pipewire", ignored);
+}
+
 bool SoundServer::destroyNode(const std::string& name) {
     const auto node = seen->nodeNamed(name);
     if (!node) return false;

@@ -67,6 +67,8 @@ public:
     [[nodiscard]] std::unique_ptr<TestDevice> addMicrophone(const std::string& name, int priority);
     /// The general form: a node made by the factory "adapter" of these properties.
     [[nodiscard]] std::unique_ptr<TestDevice> addDevice(const std::map<std::string, std::string>& properties);
+    /// From its next start on the daemon brings none. A session manager that is just starting may hang when one goes.
+    void forgetDevices() const;
     /// Takes away one that the configuration brought.
     bool destroyNode(const std::string& name);
     /// Makes it the default as the user would, whatever the priorities.
