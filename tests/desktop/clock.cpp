@@ -6,7 +6,9 @@
 // binary: a row of blocks of 16 by 16 pixels, one white and one black to begin with, then 32 bits, the highest first,
 // and the same bits turned over. The default output clicks at each whole second of the same clock, a microphone, which
 // becomes the default one, at each half. Prints "ready" when the first picture is on the screen and the sound server
-// has both nodes; without a sound server there is only the picture. tests/program/filmClock.py reads such films.
+// has both nodes; without a sound server there is only the picture. Then it prints "not played" and two moments, in
+// seconds of the clock, for each time that the server has asked for no sound in between, as on a busy machine: what
+// should have been played then nobody can have heard. tests/program/filmClock.py reads such films.
 #include "platform/pipewire/NodeDirectory.h"
 #include "platform/x11/xcbHandles.h"
 #include "tests/fakes/SoundDevice.h"
@@ -123,16 +125,23 @@ int main(int argc, char** argv) {
     const auto line = [] { return PipeWireConnection::make({}); };
     using Role = testing::FormulaPlayer::Role;
     const auto nodes = NodeDirectory::make(line());
-    const testing::FormulaPlayer microphone(line(), Role::microphone, "clock.microphone", [](double seconds) {
+    testing::FormulaPlayer microphone(line(), Role::microphone, "clock.microphone", [](double seconds) {
         return fakes::clicks(1, 0.8)(seconds - 0.5); // between those of the speakers
     });
-    const testing::FormulaPlayer speakers(line(), Role::program, "clock", fakes::clicks(1, 0.8));
+    testing::FormulaPlayer speakers(line(), Role::program, "clock", fakes::clicks(1, 0.8));
     if (!hasMicrophone(*nodes)) std::fprintf(stderr, "clock: no sound server answers\n");
     std::puts("ready");
     std::fflush(stdout);
 
     const auto start = std::chrono::steady_clock::now();
-    for (long tick = 1; face.show(monotonicMilliseconds()); ++tick)
+    for (long tick = 1; face.show(monotonicMilliseconds()); ++tick) {
+        for (testing::FormulaPlayer* player : {&microphone, &speakers})
+            while (const auto omission = player->takeOmission()) {
+                const char* const name = player == &speakers ? "speakers" : "microphone";
+                std::printf("%s %.4f %.4f\n", name, omission->from, omission->to);
+                std::fflush(stdout);
+            }
         std::this_thread::sleep_until(start + std::chrono::nanoseconds(std::chrono::seconds(1)) * tick / fps);
+    }
     return 1;
 }

@@ -69,9 +69,12 @@ void FormulaPlayer::process() {
     const std::uint32_t room = data.maxsize / (2 * sizeof(float));
     const std::uint32_t frames =
         buffer->requested ? std::min(room, static_cast<std::uint32_t>(buffer->requested)) : std::min(room, 1024U);
+    const double start = static_cast<double>(cycle.now) / 1e9;
+    if (expected > 0 && start > expected + 0.005) note({expected, start});
+    expected = start + frames / 48000.0;
     auto* samples = static_cast<float*>(data.data);
     for (std::uint32_t frame = 0; frame < frames; ++frame) {
-        const fakes::StereoLevel level = sound(static_cast<double>(cycle.now) / 1e9 + frame / 48000.0);
+        const fakes::StereoLevel level = sound(start + frame / 48000.0);
         samples[2 * frame] = static_cast<float>(level.left);
         samples[2 * frame + 1] = static_cast<float>(level.right);
     }
@@ -79,6 +82,21 @@ void FormulaPlayer::process() {
     data.chunk->stride = 2 * sizeof(float);
     data.chunk->size = frames * 2 * sizeof(float);
     pw_stream_queue_buffer(own, buffer);
+}
+
+void FormulaPlayer::note(Omission omission) {
+    const std::size_t count = noted.load(std::memory_order_relaxed);
+    if (count - taken.load(std::memory_order_acquire) == omissions.size()) return;
+    omissions[count % omissions.size()] = omission;
+    noted.store(count + 1, std::memory_order_release);
+}
+
+std::optional<FormulaPlayer::Omission> FormulaPlayer::takeOmission() {
+    const std::size_t count = taken.load(std::memory_order_relaxed);
+    if (count == noted.load(std::memory_order_acquire)) return std::nullopt;
+    const Omission omission = omissions[count % omissions.size()];
+    taken.store(count + 1, std::memory_order_release);
+    return omission;
 }
 
 } // namespace quillet::testing

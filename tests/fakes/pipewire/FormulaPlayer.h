@@ -4,9 +4,12 @@
 #include "platform/pipewire/PipeWireConnection.h"
 #include "tests/fakes/SoundDevice.h"
 
+#include <array>
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace quillet::testing {
@@ -26,13 +29,28 @@ public:
     FormulaPlayer(const FormulaPlayer&) = delete;
     FormulaPlayer& operator=(const FormulaPlayer&) = delete;
 
+    /// From one moment to another, in seconds of CLOCK_MONOTONIC, the server has asked for no sound although it plays:
+    /// a busy machine's cycles fail.
+    struct Omission {
+        double from = 0;
+        double to = 0;
+    };
+    /// The oldest one not taken yet. Not on the server's data thread.
+    [[nodiscard]] std::optional<Omission> takeOmission();
+
 private:
     void process();
+    void note(Omission omission);
 
     std::shared_ptr<PipeWireConnection> line; // shared with whoever else plays
     fakes::Sound sound;
     PipeWireStreamHandle stream;
     std::atomic<pw_stream*> processed = nullptr; // what process() uses, also while `stream` is being destroyed
+    double expected = 0;                         // where the next cycle's sound begins; the data thread only
+    // A ring of which the data thread writes the end; more than it holds is not noted.
+    std::array<Omission, 256> omissions{};
+    std::atomic<std::size_t> noted = 0;
+    std::atomic<std::size_t> taken = 0;
     PipeWireHook hook;
     PipeWireConnection::Subscription subscription;
 };
