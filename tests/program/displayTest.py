@@ -71,12 +71,13 @@ class Display(FilmedClock):
         line = self.stop(self.panel)
         return outside.DESKTOP / line.removeprefix("已保存：").removesuffix("（桌面）")
 
-    def assertGoesOn(self, film, size, moments=()):
-        """The film has that size, pictures soon after each of the moments and all the time, and sound in time with them."""
+    def assertGoesOn(self, film, size, moments=(), most_unreadable=0):
+        """The film has that size, pictures soon after each of the moments and all the time, and sound in time with them. So
+        many pictures may be without the whole clock."""
         self.assertEqual(run("ffprobe", "-v", "error", "-select_streams", "v", "-show_entries", "stream=width,height", "-of",
                              "csv=p=0", str(film))[1].strip(), f"{size[0]},{size[1]}")
         read = self.assertPlays(film)
-        self.assertEqual(read.unreadable, 0, "pictures without the clock")
+        self.assertLessEqual(read.unreadable, most_unreadable, "pictures without the clock")
         self.assertLess(max(read.gaps), LONGEST_GAP)
         self.assertLess(abs(read.seconds - read.sound_seconds), 0.2)
         self.assertLess(read.worst_offset(), MOST_OFFSET)
@@ -141,7 +142,8 @@ class Display(FilmedClock):
 
         self.addCleanup(lambda: [process.kill() for process in running])
         film, moments = self.film_while([lambda: begin("picom"), end, lambda: begin("xcompmgr"), end])
-        self.assertGoesOn(film, WIDE, moments)
+        # Between two managers of the screen it may be painted in parts.
+        self.assertGoesOn(film, WIDE, moments, most_unreadable=len(moments))
         for number, picture in enumerate(pictures_of_film(film, WIDE)):
             different = {(x, y) for x, y in picture.different(clean) if y >= UNCOMPARED_ROWS}
             self.assertEqual(different, set(), f"something stands in picture {number}, in squares of {SQUARE}")
