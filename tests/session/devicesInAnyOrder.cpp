@@ -84,6 +84,8 @@ protected:
         // Only devices that come and go with the session manager, as on a desktop.
         server->forgetDevices();
         ASSERT_TRUE(server->destroyNode("test-microphone"));
+        ASSERT_TRUE(server->destroyNode("test-speakers"));
+        ASSERT_NO_FATAL_FAILURE(placeSpeakers());
         headset = server->addSpeakers("headset", 1);
         ASSERT_TRUE(headset);
         startPlayer();
@@ -141,7 +143,6 @@ protected:
         ASSERT_TRUE(server->chooseDefault(NodeDirectory::Default::audioSink, output))
             << output << "; " << whatThereIs();
     }
-    /// At first the configuration's.
     void placeSpeakers() {
         const bool areWanted = isManaged() && has(Part::speakers);
         if (!areWanted) speakers.reset();
