@@ -21,7 +21,6 @@ START, STOP = "●  开始录制", "■  停止录制"
 RECORDING = "● 录制中…  点击停止结束。"
 LITTLE_ROOM = "● 录制中…  磁盘空间不足，请尽快停止或腾出空间。"
 STOPPED_FOR_ROOM = "磁盘空间不足，录制已自动停止。"
-USER_FOLDERS = pathlib.Path(os.environ["XDG_CONFIG_HOME"]) / "user-dirs.dirs"
 MOST_FROZEN = 1.0  # seconds; it would be as long as the disk hangs
 
 
@@ -30,7 +29,7 @@ class Faults(Case):
         super().setUp()
         outside.record_everything()
         self.folder = pathlib.Path(tempfile.mkdtemp(dir=os.environ["QUILLET_DESKTOP"]))
-        USER_FOLDERS.write_text(f'XDG_DESKTOP_DIR="{self.folder}"\n')
+        outside.record_into(self.folder)
         self.helpers = []
         self.clock = self.helper(os.environ["QUILLET_CLOCK"])
 
@@ -42,7 +41,7 @@ class Faults(Case):
             helper.wait()
             helper.stdout.close()
         subprocess.run(["umount", "-l", str(self.folder)], stderr=subprocess.DEVNULL, check=False)
-        USER_FOLDERS.unlink()
+        outside.USER_FOLDERS.unlink()
 
     def mount(self, *arguments):
         subprocess.run(["mount", *arguments, str(self.folder)], check=True)
@@ -281,11 +280,5 @@ class Faults(Case):
 
 
 if __name__ == "__main__":
-    if "QUILLET_OWN_MOUNTS" not in os.environ:
-        os.environ["QUILLET_OWN_MOUNTS"] = "yes"
-        unshare = ["unshare", "--mount"] + ([] if os.getuid() == 0 else ["--map-root-user"])
-        if subprocess.run([*unshare, "true"], check=False).returncode != 0:
-            print("mounting is not allowed here")
-            sys.exit(77)
-        os.execvp("unshare", [*unshare, sys.executable, "-B", *sys.argv])
+    outside.start_anew_among_own_mounts()
     unittest.main(verbosity=2)
