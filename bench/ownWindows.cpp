@@ -3,13 +3,15 @@
 //
 // Each iteration is one frame. `client_ms` and `server_ms` are milliseconds of processor time a frame, `copies` both
 // together in copies of a frame. What painting alone costs, without redirection and recording, is measured first and
-// taken off; what a bare frame costs (waking up, asking) is in it. The rows named growth repaint what lies beneath our
-// windows, with more or fewer windows and pixels.
+// taken off; what a bare frame costs (waking up, asking) is in it. The rows named fetch and reconstruct repaint one
+// rectangle, without our windows and around the middle of our panel. The rows named growth repaint what lies beneath
+// our windows, with more or fewer windows and pixels.
 #include "platform/x11/XClientResources.h"
 #include "platform/x11/XScreenSource.h"
 #include "platform/x11/monitors.h"
 #include "platform/x11/xcbHandles.h"
 
+#include <QRect>
 #include <QRegion>
 #include <benchmark/benchmark.h>
 #include <spawn.h>
@@ -47,6 +49,17 @@ struct Case {
     /// Hundreds of windows make painting dearer where they are not redirected: then it is what painting costs with
     /// redirection that is taken off.
     bool takesRedirectionOff = false;
+    int percent = 100; ///< of the screen that a repaint of it covers
+
+    /// What a repaint of the screen covers: a rectangle of the screen's shape, as near to the middle of the panel as it
+    /// can stand.
+    [[nodiscard]] QRect repainted() const {
+        const double side = std::sqrt(percent / 100.0);
+        const QSize size(static_cast<int>(width * side), static_cast<int>(height * side));
+        return {QPoint(std::clamp(380 - size.width() / 2, 0, width - size.width()),
+                       std::clamp(390 - size.height() / 2, 0, height - size.height())),
+                size};
+    }
 };
 
 /// Xvfb under a display number that it chooses itself.
@@ -273,7 +286,7 @@ void leaveOut(benchmark::State& state, Work work, const Case& wanted) {
     for (const OwnWindow& each : windows)
         beneath += each.painted.translated(each.rect.x, each.rect.y);
     std::uint32_t colour = 0;
-    const QRegion painted = work == Work::beneathOurs ? beneath : screen;
+    const QRegion painted = work == Work::beneathOurs ? beneath : QRegion(wanted.repainted());
     const auto paintGround = [&] { others.fill(ground, painted, ++colour * 77); };
     Spent painting;
     if (work != Work::ownRepaint && !wanted.takesRedirectionOff) painting = spentOn(server, others, paintGround);
@@ -318,6 +331,13 @@ void everythingBeneathOursRepainted(benchmark::State& state) { leaveOut(state, W
 void screenRepaintedWithoutOurs(benchmark::State& state) { leaveOut(state, Work::screenWithoutOurs, {}); }
 void screenRepaintedWithOurs(benchmark::State& state) { leaveOut(state, Work::screenWithOurs, {}); }
 
+void fetchOfPercent(benchmark::State& state) {
+    leaveOut(state, Work::screenWithoutOurs, {.percent = static_cast<int>(state.range(0))});
+}
+void reconstructOfPercent(benchmark::State& state) {
+    leaveOut(state, Work::screenWithOurs, {.percent = static_cast<int>(state.range(0))});
+}
+
 void growthWithOurWindows(benchmark::State& state) {
     leaveOut(state, Work::beneathOurs, {.ours = static_cast<int>(state.range(0))});
 }
@@ -344,6 +364,8 @@ BENCHMARK(ownRepaintOnAStillScreen)->Apply(oneFrameEach);
 BENCHMARK(everythingBeneathOursRepainted)->Apply(oneFrameEach);
 BENCHMARK(screenRepaintedWithoutOurs)->Apply(oneFrameEach);
 BENCHMARK(screenRepaintedWithOurs)->Apply(oneFrameEach);
+BENCHMARK(fetchOfPercent)->ArgName("percent")->Arg(1)->Arg(10)->Arg(100)->Apply(briefly);
+BENCHMARK(reconstructOfPercent)->ArgName("percent")->Arg(1)->Arg(10)->Arg(100)->Apply(briefly);
 BENCHMARK(growthWithOurWindows)->ArgName("windows")->Arg(1)->Arg(2)->Arg(4)->Apply(briefly);
 BENCHMARK(growthWithOthersWindows)->ArgName("windows")->Arg(1)->Arg(10)->Arg(50)->Arg(500)->Apply(briefly);
 BENCHMARK(growthWithTheScreen)->ArgName("rows")->Arg(720)->Arg(1080)->Arg(1440)->Arg(2160)->Apply(briefly);

@@ -83,7 +83,7 @@ std::int64_t WriterEngine::endOfLastPicture(std::int64_t next) const {
 
 void WriterEngine::flushUntil(std::int64_t nowTicks) {
     const std::optional<std::int64_t> first = file.firstUnwrittenTicks();
-    if (failure || !first || (nowTicks - *first) * 2 < timescale) return;
+    if (failure || !first || (nowTicks - *first) * mp4::HybridFile::flushesPerSecond < timescale) return;
     keep(file.flush(endOfLastPicture(lastTicks + framePeriod)));
 }
 

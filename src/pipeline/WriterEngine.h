@@ -58,7 +58,7 @@ public:
     /// Encodes up to half a second of the pending sound.
     void encodeSound();
 
-    /// The recording has reached `nowTicks`: what has waited for half a second goes to the file.
+    /// The recording has reached `nowTicks`: what has waited for long enough goes to the file.
     void flushUntil(std::int64_t nowTicks);
 
     /// Completes the file; the last picture stands until the sound's end or, if that lies before it, until `nowTicks`.

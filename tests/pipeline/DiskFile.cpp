@@ -153,6 +153,21 @@ TEST_F(DiskFileTest, aSlowSynchronisationKeepsNothingBackFromTheFile) {
     EXPECT_TRUE(disk->comesTrue([](const Disk& it) { return it.content == "onetwo"; }));
 }
 
+TEST_F(DiskFileTest, keepsAnOrderWithoutHavingAnybodyWait) {
+    const auto file = make();
+    disk->set([](Disk& it) { it.hangsInSynchronisations = true; });
+    EXPECT_FALSE(file->writeAt(0, bytesOf("one")));
+    EXPECT_FALSE(file->keepOrder());
+    EXPECT_FALSE(file->writeAt(3, bytesOf("two")));
+    ASSERT_TRUE(disk->comesTrue([](const Disk& it) { return it.content == "one"; }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20)); // the rest would have come by now
+    disk->set([](Disk& it) {
+        EXPECT_EQ(it.content, "one");
+        it.hangsInSynchronisations = false;
+    });
+    EXPECT_TRUE(disk->comesTrue([](const Disk& it) { return it.content == "onetwo"; }));
+}
+
 TEST_F(DiskFileTest, tellsOfAFailureOnceAndAnswersItFromThenOn) {
     const auto file = make();
     disk->set([](Disk& it) { it.isFull = true; });

@@ -11,6 +11,9 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
+#include <map>
+#include <random>
+#include <string>
 
 #include <sys/wait.h>
 
@@ -20,6 +23,8 @@ namespace {
 using namespace fakes;
 using namespace test;
 using mp4::ByteSink;
+
+constexpr std::size_t pageBytes = 4096;
 
 struct Write {
     std::uint64_t offset;
@@ -39,7 +44,7 @@ public:
     }
     void writeBehind(std::uint64_t, std::uint64_t) override {}
     std::optional<Error> synchronise() override {
-        synchronisedAfter = writes.size();
+        synchronisedAfter.push_back(writes.size());
         return std::nullopt;
     }
     std::optional<Error> close() override { return std::nullopt; }
@@ -49,7 +54,7 @@ public:
 
     std::vector<Write>& writes;
     std::size_t failFrom;
-    std::size_t synchronisedAfter = 0;
+    std::vector<std::size_t> synchronisedAfter; // how many writes
 };
 
 /// The file after the first `count` writes and `part` bytes of the next.
@@ -104,11 +109,14 @@ TEST(HybridFile, canBePlayedWhereverTheRowOfWritesIsCut) {
     std::size_t pictures = 0;
     bool soundSeen = false;
     for (std::size_t count = 1; count <= writes.size(); ++count) {
-        const std::size_t next = count < writes.size() ? writes[count].bytes.size() : 0;
-        for (const std::size_t part : {std::size_t{0}, next / 2, next - (next > 0)}) {
+        // The system tears a write only where a page ends.
+        std::vector<std::size_t> parts{0};
+        if (count < writes.size())
+            for (std::size_t part = pageBytes - writes[count].offset % pageBytes; part < writes[count].bytes.size();
+                 part += pageBytes)
+                parts.push_back(part);
+        for (const std::size_t part : parts) {
             SCOPED_TRACE(std::to_string(count) + " writes and " + std::to_string(part) + " bytes");
-            // The last write but one byte would be torn inside 16 bytes of one page, which the system does not do.
-            if (count + 1 == writes.size() && part > 0) continue;
             replay(writes, count, part, folder.file());
             const Movie movie = readMovie(folder.file(), ReadDepth::pictures);
             ASSERT_TRUE(movie.video);
@@ -130,6 +138,72 @@ TEST(HybridFile, canBePlayedWhereverTheRowOfWritesIsCut) {
     }
     EXPECT_EQ(pictures, 180U);
     EXPECT_TRUE(soundSeen);
+}
+
+/// A file of these writes on a disk that surely has the first `certain` of them, and of all others those pages, each as
+/// it was after one of the writes, that the dice say; and so its size.
+std::string leftByPowerLoss(const std::vector<Write>& writes, std::size_t certain, std::size_t count,
+                            std::mt19937& dice) {
+    std::string now;
+    std::string left;
+    std::size_t size = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const Write& write = writes[i];
+        const std::size_t end = static_cast<std::size_t>(write.offset) + write.bytes.size();
+        now.resize(std::max(now.size(), end));
+        now.replace(static_cast<std::size_t>(write.offset), write.bytes.size(),
+                    reinterpret_cast<const char*>(write.bytes.data()), write.bytes.size());
+        if (i < certain) {
+            left = now;
+            size = now.size();
+            continue;
+        }
+        left.resize(std::max(left.size(), now.size()));
+        for (std::size_t page = static_cast<std::size_t>(write.offset) / pageBytes * pageBytes; page < end;
+             page += pageBytes)
+            if (dice() % 2 == 0) left.replace(page, pageBytes, now, page, pageBytes);
+        if (dice() % 3 > 0) size = now.size();
+    }
+    left.resize(size);
+    return left;
+}
+
+TEST(HybridFile, canBePlayedWhateverALossOfPowerLeaves) {
+    const MediaTime start{0, 60};
+    std::vector<Write> writes;
+    VideoTimeline timeline(start, 60);
+    auto sink = std::make_unique<RecordingSink>(writes);
+    const RecordingSink& seen = *sink;
+    const auto engine = makeEngine(std::move(sink), timeline, start);
+    recordThreeSeconds(*engine, timeline);
+    ASSERT_TRUE(engine->finish(0));
+    ASSERT_FALSE(engine->error());
+
+    const TemporaryFolder folder;
+    std::mt19937 dice(7);
+    std::map<std::size_t, std::size_t> certainPictures; // by the writes that are certain
+    for (int round = 0; round < 200; ++round) {
+        const std::size_t count = 1 + dice() % writes.size();
+        // Synchronised at some time before, at the latest when the order was to be kept.
+        std::size_t certain = 1 + dice() % count;
+        for (const std::size_t kept : seen.synchronisedAfter)
+            if (kept < count) certain = std::max(certain, kept);
+        SCOPED_TRACE("round " + std::to_string(round) + ": " + std::to_string(certain) + " of " +
+                     std::to_string(count) + " writes");
+        if (certainPictures.count(certain) == 0) {
+            replay(writes, certain, 0, folder.file());
+            certainPictures[certain] = readMovie(folder.file(), ReadDepth::pictures).pictures.size();
+        }
+        const std::size_t pictures = certainPictures[certain];
+        std::ofstream(folder.file(), std::ios::binary) << leftByPowerLoss(writes, certain, count, dice);
+        const Movie movie = readMovie(folder.file(), ReadDepth::pictures);
+        ASSERT_TRUE(movie.video);
+        ASSERT_GE(movie.pictures.size(), pictures);
+        for (std::size_t i = 0; i < pictures; ++i) {
+            ASSERT_EQ(movie.pictures[i].pts * 60, static_cast<std::int64_t>(i) * movie.video->timescale);
+            ASSERT_NEAR(movie.pictures[i].colourAt(30, 30)[0], 15 + static_cast<double>(i % 16) * 15, 2);
+        }
+    }
 }
 
 TEST(HybridFile, endsAsAnOrdinaryFile) {
@@ -186,7 +260,7 @@ TEST(HybridFile, afterAFailedWriteNothingMoreIsWritten) {
     EXPECT_GT(readMovie(folder.file(), ReadDepth::pictures).pictures.size(), 10U);
 }
 
-TEST(HybridFile, theDiskHasTheTablesBeforeTheFileTurnsOrdinary) {
+TEST(HybridFile, theDiskHasTheTablesBeforeTheFileTurnsOrdinaryAndAllOfItInTheEnd) {
     const MediaTime start{0, 60};
     std::vector<Write> writes;
     VideoTimeline timeline(start, 60);
@@ -195,7 +269,11 @@ TEST(HybridFile, theDiskHasTheTablesBeforeTheFileTurnsOrdinary) {
     const auto engine = makeEngine(std::move(sink), timeline, start);
     recordThreeSeconds(*engine, timeline);
     ASSERT_TRUE(engine->finish(0));
-    EXPECT_EQ(seen.synchronisedAfter, writes.size() - 1);
+    // The first one stands between the sound track's announcement and its first samples.
+    ASSERT_EQ(seen.synchronisedAfter.size(), 3U);
+    EXPECT_EQ(writes[seen.synchronisedAfter[0] - 1].offset, writes.back().offset + writes.back().bytes.size());
+    EXPECT_EQ(seen.synchronisedAfter[1], writes.size() - 1);
+    EXPECT_EQ(seen.synchronisedAfter[2], writes.size());
     EXPECT_EQ(writes.back().bytes.size(), 16U);
 }
 

@@ -71,6 +71,13 @@ INSTANTIATE_TEST_SUITE_P(Table, LastingMotion,
                                            Motion{"fewPictures", 40'000, 60'000, 10, 1}),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
+TEST(QuantiserControl, aShortFilmTakesNoMoreThanItsRateEither) {
+    Film film{2000, 5000};
+    for (std::int64_t i = 0; i < 600; ++i)
+        film.picture(kindAt(i, 120), blocks, i * picturePeriod);
+    EXPECT_NEAR(film.bits / (10.0 * bitRate), 1, 0.02);
+}
+
 TEST(QuantiserControl, stillAndTypingScreensAreWrittenAtTheFloor) {
     Film film;
     for (std::int64_t i = 0; i < 1200; ++i)

@@ -20,7 +20,6 @@ from outside import eventually, is_finished
 
 LITTLE_ROOM = "● 录制中…  磁盘空间不足，请尽快停止或腾出空间。"
 STOPPED_FOR_ROOM = "磁盘空间不足，录制已自动停止。"
-USER_FOLDERS = pathlib.Path(os.environ["XDG_CONFIG_HOME"]) / "user-dirs.dirs"
 MOST_FROZEN = 1.0  # seconds; it would be as long as the disk hangs
 
 
@@ -28,12 +27,12 @@ class Faults(FilmedClock):
     def setUp(self):
         super().setUp()
         self.folder = pathlib.Path(tempfile.mkdtemp(dir=os.environ["QUILLET_DESKTOP"]))
-        USER_FOLDERS.write_text(f'XDG_DESKTOP_DIR="{self.folder}"\n')
+        outside.record_into(self.folder)
 
     def tearDown(self):
         super().tearDown()
         subprocess.run(["umount", "-l", str(self.folder)], stderr=subprocess.DEVNULL, check=False)
-        USER_FOLDERS.unlink()
+        outside.USER_FOLDERS.unlink()
 
     def mount(self, *arguments):
         subprocess.run(["mount", *arguments, str(self.folder)], check=True)
@@ -235,11 +234,5 @@ class Faults(FilmedClock):
 
 
 if __name__ == "__main__":
-    if "QUILLET_OWN_MOUNTS" not in os.environ:
-        os.environ["QUILLET_OWN_MOUNTS"] = "yes"
-        unshare = ["unshare", "--mount"] + ([] if os.getuid() == 0 else ["--map-root-user"])
-        if subprocess.run([*unshare, "true"], check=False).returncode != 0:
-            print("mounting is not allowed here")
-            sys.exit(77)
-        os.execvp("unshare", [*unshare, sys.executable, "-B", *sys.argv])
+    outside.start_anew_among_own_mounts()
     unittest.main(verbosity=2)

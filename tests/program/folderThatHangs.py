@@ -9,9 +9,10 @@ import os
 import stat
 import struct
 import sys
+import threading
 
 LOOKUP, FORGET, GETATTR, SETATTR, UNLINK, OPEN, READ, WRITE, STATFS, RELEASE, FSYNC = 1, 2, 3, 4, 10, 14, 15, 16, 17, 18, 20
-FLUSH, INIT, OPENDIR, READDIR, RELEASEDIR, CREATE, BATCH_FORGET = 25, 26, 27, 28, 29, 35, 42
+FLUSH, INIT, OPENDIR, READDIR, RELEASEDIR, FSYNCDIR, CREATE, BATCH_FORGET = 25, 26, 27, 28, 29, 30, 35, 42
 ROOT = 1
 SIZE_IS_SET = 8
 BLOCK = 4096
@@ -19,6 +20,14 @@ BLOCK = 4096
 
 class Failure(Exception):
     pass
+
+
+class Later(Exception):
+    """The answer is an empty one and comes after so many seconds, when `then` has been called."""
+
+    def __init__(self, seconds, then):
+        super().__init__()
+        self.seconds, self.then = seconds, then
 
 
 class Folder:
@@ -91,37 +100,47 @@ class Folder:
                 entry = struct.pack("<2Q2I", number, index, len(name), 8) + name
                 entries += entry + bytes(-len(entry) % 8)
             return entries
-        if opcode in (RELEASE, RELEASEDIR, FLUSH, FSYNC):
+        if opcode in (RELEASE, RELEASEDIR, FLUSH, FSYNC, FSYNCDIR):
             return b""
         raise Failure(errno.ENOSYS)
 
 
-def main():
-    target = os.fsencode(sys.argv[1])
+def serve(folder, target):
+    """Until the file system is unmounted. Exits with 77 where mounting is not allowed."""
     try:
         device = os.open("/dev/fuse", os.O_RDWR)
     except OSError:
         sys.exit(77)
     options = f"fd={device},rootmode=40755,user_id={os.getuid()},group_id={os.getgid()}"
-    if ctypes.CDLL(None).mount(b"slow", target, b"fuse", 0, options.encode()) != 0:
+    if ctypes.CDLL(None).mount(b"slow", os.fsencode(target), b"fuse", 0, options.encode()) != 0:
         sys.exit(77)
-    folder = Folder()
+
+    def send(unique, reply, error=0):
+        os.write(device, struct.pack("<IiQ", 16 + len(reply), -error, unique) + reply)
+
+    def send_late(unique, then):
+        then()
+        send(unique, b"")
+
     while True:
-        request = os.read(device, (128 << 10) + 4096)
+        try:
+            request = os.read(device, (128 << 10) + 4096)
+        except OSError as problem:
+            if problem.errno == errno.ENODEV:
+                return
+            raise
         _, opcode, unique, node = struct.unpack_from("<2I2Q", request)
         try:
-            reply, error = folder.answer(opcode, node, request[40:]), 0
+            reply = folder.answer(opcode, node, request[40:])
+            if reply is not None:
+                send(unique, reply)
         except Failure as failure:
-            reply, error = b"", failure.args[0]
-        if reply is not None:
-            os.write(device, struct.pack("<IiQ", 16 + len(reply), -error, unique) + reply)
+            send(unique, b"", failure.args[0])
+        except Later as later:
+            threading.Timer(later.seconds, send_late, (unique, later.then)).start()
         if opcode == INIT:
             print("ready", flush=True)
 
 
 if __name__ == "__main__":
-    try:
-        main()
-    except OSError as problem:
-        # Unmounted.
-        sys.exit(0 if problem.errno == errno.ENODEV else str(problem))
+    serve(Folder(), sys.argv[1])

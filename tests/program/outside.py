@@ -6,12 +6,14 @@ import pathlib
 import shutil
 import signal
 import subprocess
+import sys
 import time
 import unittest
 
 PROGRAM = os.environ["QUILLET_PROGRAM"]
 DESKTOP = pathlib.Path(os.environ["HOME"]) / "Desktop"
 SETTINGS = pathlib.Path(os.environ["XDG_CONFIG_HOME"]) / "quillet" / "settings"
+USER_FOLDERS = pathlib.Path(os.environ["XDG_CONFIG_HOME"]) / "user-dirs.dirs"
 WINDOW = "^Quillet$"
 OUTLINE, MOVE, RESIZE = "^录制范围$", "^移动录制范围$", "^调整录制范围大小$"
 BUBBLE, SCRIPT = "^摄像头画面$", "^提词器$"
@@ -63,6 +65,23 @@ def record_everything():
     """The next program records the whole screen."""
     SETTINGS.parent.mkdir(exist_ok=True)
     SETTINGS.write_text("Quillet.rangeMode=全屏\n")
+
+
+def record_into(folder):
+    """The next program takes that folder for the user's Desktop."""
+    USER_FOLDERS.write_text(f'XDG_DESKTOP_DIR="{folder}"\n')
+
+
+def start_anew_among_own_mounts():
+    """This script again, where what it mounts concerns nobody else; exits with 77 where that is not allowed."""
+    if "QUILLET_OWN_MOUNTS" in os.environ:
+        return
+    os.environ["QUILLET_OWN_MOUNTS"] = "yes"
+    unshare = ["unshare", "--mount"] + ([] if os.getuid() == 0 else ["--map-root-user"])
+    if subprocess.run([*unshare, "true"], check=False).returncode != 0:
+        print("mounting is not allowed here")
+        sys.exit(77)
+    os.execvp("unshare", [*unshare, sys.executable, "-B", *sys.argv])
 
 
 def place(title):

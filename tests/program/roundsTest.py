@@ -79,9 +79,9 @@ class Rounds(Case):
             states.append(self.state(program, ours))
         late = states[WARM_UP:]
         # The sound server's library (seen with 0.3.65) keeps the event descriptors of a message that arrives for a stream
-        # which has just been closed: one or two for each recording, and not for us to close.
+        # which has just been closed. SoundStream sees to it that none is sent; one may still have been on its way.
         events = "anon_inode:[eventfd]"
-        self.assertLessEqual(late[-1]["open"][events] - states[0]["open"][events], 2 * ROUNDS)
+        self.assertLessEqual(late[-1]["open"][events] - states[0]["open"][events], max(1, ROUNDS // 20))
         for state in states:
             state["descriptors"] -= state["open"][events]
         for what in ("descriptors", "threads", "clients"):

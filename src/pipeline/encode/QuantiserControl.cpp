@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace quillet {
 
 namespace {
 
 constexpr double reserveSeconds = 2;
+// The first picture describes everything, and nothing is saved yet: it may borrow, and the next ones pay it back.
+constexpr double loanSeconds = 1;
 // In motion, a reserve of this many seconds doubles what a picture may cost: it is used up, but not at once.
 constexpr double doublingSeconds = 0.5;
 // A picture that comes late may cost what the time since the one before has earned, up to this much of it.
@@ -33,7 +36,7 @@ double shrinkage(int quantiser) { return std::exp2(-quantiser / 6.0); }
 QuantiserControl::QuantiserControl(std::int64_t rate, int framesPerSecond, std::size_t blockCount)
     : bitRate(static_cast<double>(std::max<std::int64_t>(rate, 1))),
       fps(static_cast<double>(std::max(framesPerSecond, 1))),
-      blocks(static_cast<double>(std::max<std::size_t>(blockCount, 1))), reserve(bitRate), keyCost(firstKeyCost),
+      blocks(static_cast<double>(std::max<std::size_t>(blockCount, 1))), keyCost(firstKeyCost),
       changeCost(firstChangeCost) {}
 
 int QuantiserControl::quantiserFor(PictureKind kind, std::size_t changedBlocks, std::int64_t microseconds) {
@@ -44,7 +47,8 @@ int QuantiserControl::quantiserFor(PictureKind kind, std::size_t changedBlocks, 
     lastKind = kind;
     codedBlocks = kind == PictureKind::key ? blocks : std::min(static_cast<double>(changedBlocks), blocks);
 
-    const double spending = 1 + reserve / (bitRate * doublingSeconds);
+    const double loan = std::exchange(isFirst, false) ? loanSeconds * bitRate : 0;
+    const double spending = 1 + (reserve + loan) / (bitRate * doublingSeconds);
     const double share = std::max(leastShare, thrift < 1 ? std::min(spending, 1.0) * thrift : spending);
     const double floor = finest - 3 * std::log2(thrift);
     const double allowed =

@@ -43,7 +43,8 @@ private:
     double blocks;
 
     double thrift = 1;
-    double reserve; ///< bits; negative when too much has been spent
+    double reserve = 0; ///< bits; negative when too much has been spent
+    bool isFirst = true;
     std::int64_t lastMicroseconds = 0;
     int lastQuantiser = finest;
 

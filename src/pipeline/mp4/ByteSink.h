@@ -27,6 +27,9 @@ public:
     virtual void writeBehind(std::uint64_t offset, std::uint64_t length) = 0;
     /// Waits until everything written is on the disk.
     [[nodiscard]] virtual std::optional<Error> synchronise() = 0;
+    /// What is written from now on comes to the disk after everything written so far, whatever becomes of the machine.
+    /// A sink with a thread of its own does not wait for that.
+    [[nodiscard]] virtual std::optional<Error> keepOrder() { return synchronise(); }
     /// Closes; what only closing finds out (a network file system's full disk) is answered.
     [[nodiscard]] virtual std::optional<Error> close() = 0;
     /// Closes and removes the file.

@@ -19,6 +19,9 @@ namespace {
 constexpr std::size_t mostWaitingBytes = 64U << 20;
 constexpr std::chrono::milliseconds discardPatience{200};
 
+using Clock = std::chrono::steady_clock;
+
+/// Without any bytes: a synchronisation between those before it and those behind it.
 struct WaitingWrite {
     std::uint64_t offset;
     std::vector<std::byte> bytes;
@@ -82,6 +85,7 @@ void DiskFile::Shared::end(Ending how) {
 }
 
 std::optional<Error> DiskFile::writeAt(std::uint64_t offset, std::span<const std::byte> bytes) {
+    if (bytes.empty()) return std::nullopt;
     std::vector<std::byte> copy(bytes.begin(), bytes.end());
     std::unique_lock lock(shared->mutex);
     shared->changed.wait(lock, [&] { return shared->waitingBytes < mostWaitingBytes || shared->failure; });
@@ -89,6 +93,14 @@ std::optional<Error> DiskFile::writeAt(std::uint64_t offset, std::span<const std
     shared->waitingBytes += copy.size();
     shared->wasWrittenTo = true;
     shared->writes.push_back({offset, std::move(copy)});
+    shared->changed.notify_all();
+    return std::nullopt;
+}
+
+std::optional<Error> DiskFile::keepOrder() {
+    const std::scoped_lock lock(shared->mutex);
+    if (shared->failure) return shared->failure;
+    shared->writes.push_back({});
     shared->changed.notify_all();
     return std::nullopt;
 }
@@ -168,7 +180,8 @@ void DiskFile::Shared::write() {
             changed.notify_all();
             continue;
         }
-        const std::optional<Error> error = file->writeAt(next->offset, next->bytes);
+        const std::optional<Error> error =
+            next->bytes.empty() ? file->synchronise() : file->writeAt(next->offset, next->bytes);
         if (error) {
             fail(*error);
             continue;
@@ -201,12 +214,12 @@ void DiskFile::Shared::write() {
 // quillet.sync
 void DiskFile::Shared::carry() {
     DiskRoom room(options.interval);
-    for (;;) {
+    for (Clock::time_point due = Clock::now() + options.interval;;) {
         std::uint64_t written = 0;
         bool isNew = false;
         {
             std::unique_lock lock(mutex);
-            changed.wait_for(lock, options.interval, [&] { return ending != Ending::none; });
+            changed.wait_until(lock, due, [&] { return ending != Ending::none; });
             if (ending != Ending::none) return;
             isNew = std::exchange(hasUnsynchronised, false) && !failure;
             written = fileBytes;
@@ -215,6 +228,8 @@ void DiskFile::Shared::carry() {
             if (const std::optional<Error> error = file->synchronise()) fail(*error);
         if (const std::optional<std::uint64_t> available = file->availableBytes())
             tell(room.judge(written, *available));
+        // How long that took does not count, but a slow disk shall have some rest, too.
+        due = std::max(due + options.interval, Clock::now() + options.interval / 4);
     }
 }
 

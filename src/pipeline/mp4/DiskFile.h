@@ -45,6 +45,7 @@ public:
     /// Nothing: the next synchronisation carries it.
     void writeBehind(std::uint64_t, std::uint64_t) override {}
     std::optional<Error> synchronise() override;
+    std::optional<Error> keepOrder() override;
     std::optional<Error> close() override;
     void discard() override;
     [[nodiscard]] std::optional<std::uint64_t> availableBytes() override;

@@ -105,7 +105,17 @@ std::optional<Error> FileSink::synchronise() {
         if (errno == EINVAL || errno == EROFS) return std::nullopt;
         if (errno != EINTR) return lateFailure("synchronise", path, errno);
     }
+    if (!isNameSynchronised.test_and_set()) synchroniseName();
     return std::nullopt;
+}
+
+// A folder that may not be read, or whose file system keeps names by itself, cannot be asked; the film is none the
+// worse.
+void FileSink::synchroniseName() const {
+    const int folder = ::open(path.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0) return;
+    static_cast<void>(::fsync(folder));
+    ::close(folder);
 }
 
 std::optional<Error> FileSink::close() {
@@ -142,6 +152,7 @@ std::optional<Error> FileSink::bringBack() {
     std::optional<int> number = copyAll(descriptor, copy);
     if (::fdatasync(copy) != 0 && !number && errno != EINVAL && errno != EROFS) number = errno;
     if (::close(std::exchange(descriptor, copy)) != 0 && errno != EINTR && !number) number = errno;
+    synchroniseName();
     return number ? std::optional(lateFailure("bring back", path, *number)) : std::nullopt;
 }
 

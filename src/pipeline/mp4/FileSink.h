@@ -3,12 +3,14 @@
 
 #include "pipeline/mp4/ByteSink.h"
 
+#include <atomic>
 #include <filesystem>
 #include <memory>
 
 namespace quillet::mp4 {
 
-/// Threads: as ByteSink. An open file is closed with its sink.
+/// Threads: as ByteSink, but synchronise and availableBytes on a second one, if wanted. An open file is closed with its
+/// sink.
 class FileSink : public ByteSink {
 public:
     /// Removes whatever file or link stands at `path` and makes a new one there, readable as the user's umask says;
@@ -21,6 +23,8 @@ public:
     /// What fails at the file's end leaves nothing of itself.
     std::optional<Error> writeAt(std::uint64_t offset, std::span<const std::byte> bytes) override;
     void writeBehind(std::uint64_t offset, std::uint64_t length) override;
+    /// The first time the file's name, too: a disk may have the bytes of a new file and not yet its place in the
+    /// folder.
     std::optional<Error> synchronise() override;
     /// A file that has been moved meanwhile stays where it is. One that has been removed is brought back, and its
     /// folder with it: as long as it was recorded, the user wanted it.
@@ -32,13 +36,15 @@ public:
 
 private:
     FileSink(std::filesystem::path filePath, int opened) : path(std::move(filePath)), descriptor(opened) {}
+    void synchroniseName() const;
 
     [[nodiscard]] bool isAtItsPath() const;
     [[nodiscard]] std::optional<Error> bringBack();
 
     std::filesystem::path path;
     int descriptor;
-    std::uint64_t wholeBytes = 0; // the end of the last write that succeeded
+    std::uint64_t wholeBytes = 0;        // the end of the last write that succeeded
+    std::atomic_flag isNameSynchronised; // or about to be
 };
 
 } // namespace quillet::mp4

@@ -9,6 +9,8 @@ namespace {
 constexpr std::uint32_t placeholderBytes = 16;
 constexpr std::size_t largeFragmentBytes = 32U << 20;
 constexpr std::uint64_t carryBytes = 1U << 20;
+constexpr std::size_t pageBytes = 4096;
+constexpr std::size_t smallestBox = 8;
 
 } // namespace
 
@@ -40,10 +42,10 @@ bool HybridFile::isFlushDue() const {
     if (videoBytes.size() + audioBytes.size() > largeFragmentBytes) return true;
     // The very first picture goes out at once: from then on there is a file to speak of.
     if (fragments == 0) return true;
-    const auto spansHalfASecond = [](const std::vector<FragmentSample>& samples, std::int32_t timescale) {
-        return !samples.empty() && (samples.back().ticks - samples.front().ticks) * 2 >= timescale;
+    const auto isLong = [](const std::vector<FragmentSample>& samples, std::int32_t timescale) {
+        return !samples.empty() && (samples.back().ticks - samples.front().ticks) * flushesPerSecond >= timescale;
     };
-    return spansHalfASecond(videoSamples, video.timescale) || spansHalfASecond(audioSamples, audio.sampleRate);
+    return isLong(videoSamples, video.timescale) || isLong(audioSamples, audio.sampleRate);
 }
 
 std::optional<std::int64_t> HybridFile::firstUnwrittenTicks() const {
@@ -63,6 +65,8 @@ void HybridFile::writeHead() {
         if (!withAudio || headHasAudio) return;
         writeFragmentedMovie(scratch, formats(true));
         write(movieAt, scratch.view());
+        // Readers refuse a whole file for one fragment with a track that was not announced.
+        if (!failure) failure = sink->keepOrder();
         scratch.clear();
     } else {
         BoxWriter largest;
@@ -78,11 +82,18 @@ void HybridFile::writeHead() {
     headHasAudio = withAudio;
 }
 
+// Disks keep or lose whole pages. A header of which only some is there would have readers refuse the whole file.
+void HybridFile::keepInOnePage(std::size_t bytes) {
+    const std::size_t left = pageBytes - static_cast<std::size_t>((fileBytes + scratch.size()) % pageBytes);
+    if (bytes <= left || bytes > pageBytes - smallestBox) return;
+    const std::size_t gap = left < smallestBox ? left + smallestBox : left;
+    scratch.box("free", [&] { scratch.zeros(gap - smallestBox); });
+}
+
 std::optional<Error> HybridFile::flush(std::int64_t videoEndTicks) {
     if (failure || !hasPicture() || (videoSamples.empty() && audioSamples.empty())) return failure;
 
     writeHead();
-    const std::size_t headBytes = scratch.size();
     Fragment fragment;
     fragment.number = ++fragments;
     fragment.video = videoSamples;
@@ -95,8 +106,9 @@ std::optional<Error> HybridFile::flush(std::int64_t videoEndTicks) {
     // A fragment's offsets count from its own start, whatever stands in front of it.
     BoxWriter header;
     writeFragmentHeader(header, fragment);
+    keepInOnePage(header.size());
     scratch.raw(header.view());
-    const std::uint64_t videoAt = fileBytes + headBytes + header.size();
+    const std::uint64_t videoAt = fileBytes + scratch.size();
     scratch.raw(videoBytes);
     scratch.raw(audioBytes);
     write(fileBytes, scratch.view());
@@ -133,6 +145,7 @@ std::optional<Error> HybridFile::finish(std::int64_t videoEndTicks, std::int64_t
     mdat.text("mdat");
     mdat.u64(fileBytes - placeholderAt);
     write(placeholderAt, mdat.view());
+    if (!failure) failure = sink->synchronise();
     if (!failure) failure = sink->close();
     return failure;
 }

@@ -20,17 +20,19 @@ namespace quillet::mp4 {
 ///     ftyp | free (16 bytes) | moov without samples [| free] | moof mdat | moof mdat | …
 ///
 /// Every fragment is one write, so whoever opens the file after a sudden end finds all that was flushed; half a
-/// fragment at the end harms nothing. The first moov has no sound track; when sound first comes, it is written over, in
-/// place and within the file's first page, by one that has (the free box behind it keeps the room).
+/// fragment at the end harms nothing: its header lies in one page (a free box in front sees to that), and is there or
+/// not. The first moov has no sound track; when sound first comes, it is written over, in place and within the file's
+/// first page, by one that has (the free box behind it keeps the room), and fragments with sound follow it to the disk.
 ///
 /// finish() appends an ordinary moov whose tables point into the fragments, waits until it is on the disk, and then
 /// turns the 16 bytes of `free` into the header of an mdat box that ends where that moov begins: one write, before
-/// which the file is a fragmented one and after which it is an ordinary one.
+/// which the file is a fragmented one and after which it is an ordinary one. That write is on the disk, too, before the
+/// file counts as finished.
 ///
-/// The cost of finishing follows the number of samples, not their bytes. Power loss: nothing here waits for the disk
-/// before finish(). On a DiskFile what was written is synchronised every second. On a plain sink the kernel is told to
-/// carry whole megabytes to the disk as they come, and a crash of the whole machine may cost what the file system had
-/// not committed, typically the last 5 to 30 seconds.
+/// The cost of finishing follows the number of samples, not their bytes. Power loss: the announcement of the sound
+/// track is synchronised, nothing else before finish(). On a DiskFile what was written is synchronised every second. On
+/// a plain sink the kernel is told to carry whole megabytes to the disk as they come, and a crash of the whole machine
+/// may cost what the file system had not committed, typically the last 5 to 30 seconds.
 ///
 /// Threads: one at a time. Errors: the first one stays, and everything after it does nothing and answers it again.
 class HybridFile {
@@ -43,7 +45,9 @@ public:
     /// The next packet of sound; the first begins `priming` samples before the file's start.
     void addAudio(std::span<const std::byte> packet);
 
-    /// What is not in the file yet spans half a second or is large, and there is a picture to begin with.
+    /// A killed process loses what has waited for less than this (a second parted by it), and no fragment is shorter.
+    static constexpr std::int64_t flushesPerSecond = 4;
+    /// What is not in the file yet spans a flush's time or is large, and there is a picture to begin with.
     [[nodiscard]] bool isFlushDue() const;
     [[nodiscard]] bool hasPicture() const { return !videoTable.isEmpty(); }
     /// The time of the earliest picture that is not in the file yet.
@@ -62,6 +66,7 @@ public:
 
 private:
     void writeHead();
+    void keepInOnePage(std::size_t bytes);
     void write(std::uint64_t offset, std::span<const std::byte> bytes);
     [[nodiscard]] MovieFormats formats(bool withAudio) const;
 

@@ -74,6 +74,15 @@ pw_properties* propertiesFor(SoundStream::Source source) {
     return properties;
 }
 
+/// What must come before a stream is destroyed. As its links go, the server would give one that always processes to
+/// another driver, and send that driver's event descriptor; the library (0.3.65) never closes a descriptor that comes
+/// for a stream which is gone. Both messages go to the server in this order, so nothing has to be waited for.
+void letRest(pw_stream& stream) {
+    const std::array<spa_dict_item, 1> properties{{{PW_KEY_NODE_ALWAYS_PROCESS, "false"}}};
+    const spa_dict changed{0, properties.size(), properties.data()};
+    pw_stream_update_properties(&stream, &changed);
+}
+
 } // namespace
 
 SoundStream::SoundStream(std::shared_ptr<NodeDirectory> directory, Options options)
@@ -136,6 +145,7 @@ void SoundStream::close() {
     healing->stop();
     isHealing = false;
     hook.remove();
+    if (stream) letRest(*stream);
     stream.reset();
     hasFormat = false;
     isLinked = false;
