@@ -6,9 +6,9 @@
 // binary: a row of blocks of 16 by 16 pixels, one white and one black to begin with, then 32 bits, the highest first,
 // and the same bits turned over. The default output clicks at each whole second of the same clock, a microphone, which
 // becomes the default one, at each half. Prints "ready" when the first picture is on the screen and the sound server
-// has both nodes; without a sound server there is only the picture. Then it prints "not played" and two moments, in
-// seconds of the clock, for each time that the server has asked for no sound in between, as on a busy machine: what
-// should have been played then nobody can have heard. tests/program/filmClock.py reads such films.
+// has both nodes; without a sound server there is only the picture. Then it prints "speakers" or "microphone"
+// and two moments, in seconds of the clock, for each time that the server has asked it for no sound in between, as on a
+// busy machine: what it should have played then nobody can have heard. tests/program/filmClock.py reads such films.
 #include "platform/pipewire/NodeDirectory.h"
 #include "platform/x11/xcbHandles.h"
 #include "tests/fakes/SoundDevice.h"

@@ -69,9 +69,9 @@ std::vector<Order> chosenOrders() {
     if (!wish) return {shuffled(4)};
     if (std::string_view(wish) == "pairs") return everyPair();
     if (*wish >= 'A') return {named(wish)};
-    std::vector<Order> orders;
-    for (int seed = 0; seed < std::atoi(wish); ++seed)
-        orders.push_back(shuffled(static_cast<unsigned>(seed)));
+    std::vector<Order> orders(static_cast<std::size_t>(std::max(0, std::atoi(wish))));
+    for (unsigned seed = 0; seed < orders.size(); ++seed)
+        orders[seed] = shuffled(seed);
     return orders;
 }
 

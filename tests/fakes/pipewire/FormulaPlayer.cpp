@@ -10,7 +10,7 @@
 
 namespace quillet::testing {
 
-FormulaPlayer::FormulaPlayer(std::shared_ptr<PipeWireConnection> connection, Role role, std::string name,
+FormulaPlayer::FormulaPlayer(std::shared_ptr<PipeWireConnection> connection, Role role, const std::string& name,
                              fakes::Sound formula)
     : line(std::move(connection)), sound(std::move(formula)) {
     const auto open = [this, role, name](pw_core* core) {

@@ -24,7 +24,8 @@ public:
         program,    ///< plays to the default output
         microphone, ///< is one, of a priority above all others
     };
-    FormulaPlayer(std::shared_ptr<PipeWireConnection> connection, Role role, std::string name, fakes::Sound sound);
+    FormulaPlayer(std::shared_ptr<PipeWireConnection> connection, Role role, const std::string& name,
+                  fakes::Sound sound);
     ~FormulaPlayer();
     FormulaPlayer(const FormulaPlayer&) = delete;
     FormulaPlayer& operator=(const FormulaPlayer&) = delete;

@@ -129,6 +129,7 @@ void SoundServer::crashSessionManager() {
 
 std::unique_ptr<TestDevice> SoundServer::addDevice(const std::map<std::string, std::string>& properties) {
     std::vector<spa_dict_item> items;
+    items.reserve(properties.size());
     for (const auto& [key, value] : properties)
         items.push_back({key.c_str(), value.c_str()});
     spa_dict dictionary{};
