@@ -5,8 +5,6 @@
 #include <thread>
 #include <utility>
 
-#include <malloc.h>
-
 namespace quillet {
 
 namespace {
@@ -16,14 +14,6 @@ constexpr int recordingFps = 60;
 constexpr auto recordingLine = "● 录制中…  点击停止结束。";
 constexpr auto littleRoomLine = "● 录制中…  磁盘空间不足，请尽快停止或腾出空间。";
 constexpr auto stoppedForRoomLine = "磁盘空间不足，录制已自动停止。";
-
-/// A recording takes ten times the memory that the program needs without one. The allocator would keep it for the next
-/// one, in pieces that grow from one to the next.
-void giveMemoryBack() {
-#ifdef __GLIBC__
-    ::malloc_trim(0);
-#endif
-}
 
 } // namespace
 
@@ -208,7 +198,6 @@ void AppModel::sessionEnded(const SessionReference& ended, const std::optional<s
     } else {
         setStatus("导出失败：" + (error ? error->description : std::string("未知错误")));
     }
-    environment.recording.mainQueue(&giveMemoryBack); // once the caller, too, has let the session go
     leaveBusy();
 }
 
