@@ -6,12 +6,12 @@
 #include <spa/param/param.h>
 
 #include <utility>
+#include <vector>
 
 namespace quillet {
 
-std::unique_ptr<CameraFormatQuery>
-CameraFormatQuery::make(pw_core* core, std::uint32_t camera,
-                        std::function<void(const std::vector<CameraFormat>&)> onAnswer) {
+std::unique_ptr<CameraFormatQuery> CameraFormatQuery::make(pw_core* core, std::uint32_t camera,
+                                                           std::function<void(std::optional<CameraFormat>)> onAnswer) {
     static constexpr pw_core_events coreEvents = [] {
         pw_core_events events{};
         events.version = PW_VERSION_CORE_EVENTS;
@@ -26,8 +26,10 @@ CameraFormatQuery::make(pw_core* core, std::uint32_t camera,
         events.param = [](void* self, int, std::uint32_t kind, std::uint32_t, std::uint32_t, const spa_pod* parameter) {
             if (kind != SPA_PARAM_EnumFormat) return;
             auto& asked = *static_cast<CameraFormatQuery*>(self);
-            const std::vector<CameraFormat> offered = readOffer(parameter);
-            asked.formats.insert(asked.formats.end(), offered.begin(), offered.end());
+            std::vector<CameraFormat> candidates = readOffer(parameter);
+            // A camera may make any number of offers. Of equals the first is the best.
+            if (asked.best) candidates.insert(candidates.begin(), *asked.best);
+            asked.best = bestCameraFormat(candidates);
         };
         return events;
     }();
@@ -48,7 +50,7 @@ CameraFormatQuery::make(pw_core* core, std::uint32_t camera,
 void CameraFormatQuery::answered(int sequence) {
     if (sequence != awaitedAnswer) return;
     awaitedAnswer = -1;
-    onAnswer(formats);
+    onAnswer(best);
 }
 
 } // namespace quillet

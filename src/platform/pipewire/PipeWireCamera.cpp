@@ -60,8 +60,7 @@ void PipeWireCamera::follow() {
     if (best == cameras.end() || !core) return;
     current = *best;
     expectWithin(negotiationLimit);
-    query = CameraFormatQuery::make(
-        core, current->id, [this](const std::vector<CameraFormat>& offers) { open(bestCameraFormat(offers)); });
+    query = CameraFormatQuery::make(core, current->id, [this](std::optional<CameraFormat> wanted) { open(wanted); });
 }
 
 void PipeWireCamera::open(std::optional<CameraFormat> wanted) {

@@ -10,7 +10,9 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <tuple>
+#include <utility>
 
 namespace quillet {
 
@@ -34,6 +36,20 @@ constexpr RawFormat rawFormats[] = {
 };
 
 constexpr int largestSide = 16384;
+
+/// No real list is longer. An offer is the product of its lists, so that a few kilobytes of lies would fill the memory.
+constexpr std::size_t mostListed = 64;
+
+/// Drops what is listed again, and what is too much.
+template <typename T, typename Same>
+void shorten(std::vector<T>& list, Same same) {
+    std::vector<T> kept;
+    for (const T& each : list) {
+        if (kept.size() == mostListed) break;
+        if (std::ranges::none_of(kept, [&](const T& other) { return same(each, other); })) kept.push_back(each);
+    }
+    list = std::move(kept);
+}
 
 /// The values of one property: a single one, a list without its default, or the ends of a range.
 struct Values {
@@ -91,6 +107,8 @@ std::vector<spa_rectangle> sizesOf(const spa_pod* object) {
     std::erase_if(sizes, [](const spa_rectangle& size) {
         return size.width < 1 || size.height < 1 || size.width > largestSide || size.height > largestSide;
     });
+    shorten(sizes,
+            [](const spa_rectangle& a, const spa_rectangle& b) { return a.width == b.width && a.height == b.height; });
     return sizes;
 }
 
@@ -106,6 +124,7 @@ std::vector<double> ratesOf(const spa_pod* object) {
             rates.push_back(rateOf(values.at<spa_fraction>(i)));
     }
     if (rates.empty()) rates.push_back(0);
+    shorten(rates, std::equal_to<>());
     return rates;
 }
 
@@ -128,6 +147,7 @@ std::vector<CameraLayout> layoutsOf(const spa_pod* object) {
     for (std::size_t i = 0; i < values.all.size(); ++i)
         for (const RawFormat& known : rawFormats)
             if (known.id == values.at<std::uint32_t>(i)) layouts.push_back(known.layout);
+    shorten(layouts, std::equal_to<>());
     return layouts;
 }
 
@@ -195,14 +215,15 @@ std::vector<CameraFormat> readOffer(const spa_pod* offer) {
     if (!isFormatObject(offer)) return formats;
     const std::vector<spa_rectangle> sizes = sizesOf(offer);
     const std::vector<double> rates = ratesOf(offer);
+    CameraFormat format;
+    readColours(offer, format);
     for (const CameraLayout layout : layoutsOf(offer))
         for (const spa_rectangle& size : sizes)
             for (const double rate : rates) {
-                CameraFormat format{.layout = layout,
-                                    .width = static_cast<int>(size.width),
-                                    .height = static_cast<int>(size.height),
-                                    .framesPerSecond = rate};
-                readColours(offer, format);
+                format.layout = layout;
+                format.width = static_cast<int>(size.width);
+                format.height = static_cast<int>(size.height);
+                format.framesPerSecond = rate;
                 formats.push_back(format);
             }
     return formats;

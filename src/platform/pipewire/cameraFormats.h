@@ -18,7 +18,8 @@ inline constexpr int wantedShorterSide = 720;
 inline constexpr double wantedFramesPerSecond = 30;
 
 /// What one EnumFormat parameter offers that we can read, in single formats: every size with every rate of a list, and
-/// of a range the one that serves us best. Nothing for what we cannot read.
+/// of a range the one that serves us best. Each once, and of endless lists only the beginning. Nothing for what we
+/// cannot read.
 [[nodiscard]] std::vector<CameraFormat> readOffer(const spa_pod* offer);
 
 /// The offer that the bubble can use best: size up to `wantedShorterSide` and pace up to `wantedFramesPerSecond` count

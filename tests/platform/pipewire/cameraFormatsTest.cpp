@@ -145,6 +145,38 @@ TEST(CameraFormats, ofALyingCameraAreNone) {
                 }).empty());
 }
 
+// Two hundred of each, a few kilobytes, would be eight million formats.
+TEST(CameraFormats, ofEndlessListsAreFew) {
+    constexpr std::uint32_t listed = 200;
+    std::vector<std::uint64_t> words(listed * 4);
+    spa_pod_builder builder{};
+    spa_pod_builder_init(&builder, words.data(), static_cast<std::uint32_t>(words.size() * sizeof words[0]));
+    spa_pod_frame object{};
+    spa_pod_builder_push_object(&builder, &object, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat);
+    const auto property = [&](std::uint32_t key, std::uint32_t value) {
+        spa_pod_builder_prop(&builder, key, 0);
+        spa_pod_builder_id(&builder, value);
+    };
+    const auto list = [&](std::uint32_t key, auto add) {
+        spa_pod_frame choice{};
+        spa_pod_builder_prop(&builder, key, 0);
+        spa_pod_builder_push_choice(&builder, &choice, SPA_CHOICE_Enum, 0);
+        for (std::uint32_t i = 0; i < listed; ++i)
+            add(i);
+        spa_pod_builder_pop(&builder, &choice);
+    };
+    property(SPA_FORMAT_mediaType, SPA_MEDIA_TYPE_video);
+    property(SPA_FORMAT_mediaSubtype, SPA_MEDIA_SUBTYPE_raw);
+    list(SPA_FORMAT_VIDEO_format, [&](std::uint32_t) { spa_pod_builder_id(&builder, SPA_VIDEO_FORMAT_YUY2); });
+    list(SPA_FORMAT_VIDEO_size, [&](std::uint32_t i) { spa_pod_builder_rectangle(&builder, 100 + i, 100); });
+    list(SPA_FORMAT_VIDEO_framerate, [&](std::uint32_t i) { spa_pod_builder_fraction(&builder, 1 + i, 1); });
+    spa_pod_builder_pop(&builder, &object);
+    ASSERT_LE(builder.state.offset, words.size() * sizeof words[0]);
+    const std::vector<CameraFormat> read = readOffer(SpaPod(std::move(words)).get());
+    EXPECT_EQ(read.size(), 64U * 64U);
+    EXPECT_EQ(read.front(), offer(yuy2, 101, 100, 2)) << "the first of a choice is its default, which a list repeats";
+}
+
 TEST(CameraFormats, ofNothingReadableIsNothing) {
     ParameterBuilder other(SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers);
     EXPECT_TRUE(readOffer(other.finish().get()).empty());
