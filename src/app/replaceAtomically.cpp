@@ -1,5 +1,6 @@
 #include "app/replaceAtomically.h"
 
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -69,12 +70,12 @@ std::optional<std::string> readSmallFile(const std::filesystem::path& file) {
     struct stat status {};
     if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
         status.st_size <= static_cast<off_t>(largestFile)) {
-        std::string bytes(largestFile, '\0');
-        std::size_t length = 0;
+        std::string bytes;
+        std::array<char, 4096> part;
         ssize_t count = 0;
-        while ((count = ::read(descriptor, bytes.data() + length, bytes.size() - length)) > 0)
-            length += static_cast<std::size_t>(count);
-        bytes.resize(length);
+        // It may be growing.
+        while (bytes.size() <= largestFile && (count = ::read(descriptor, part.data(), part.size())) > 0)
+            bytes.append(part.data(), static_cast<std::size_t>(count));
         if (count == 0) content = std::move(bytes);
     }
     ::close(descriptor);
