@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -37,8 +38,9 @@ AudioSampleBuffer takeBuffer(FuzzInput& input) {
     // A few bytes of the input, over and over.
     const Bytes pattern = input.bytes(16);
     buffer.samples.resize(input.take<std::uint16_t>());
-    for (std::size_t i = 0; i < buffer.samples.size(); ++i)
-        buffer.samples[i] = pattern[i % pattern.size()];
+    for (std::size_t done = 0; done < buffer.samples.size(); done += pattern.size())
+        std::memcpy(buffer.samples.data() + done, pattern.data(),
+                    std::min(pattern.size(), buffer.samples.size() - done));
     return buffer;
 }
 
