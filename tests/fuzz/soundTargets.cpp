@@ -29,7 +29,8 @@ AudioSampleBuffer takeBuffer(FuzzInput& input) {
     buffer.format.sampleType = static_cast<SampleType>(input.below(6));
     const unsigned rate = input.below(rates.size() + 1);
     buffer.format.sampleRate = rate < rates.size() ? rates[rate] : input.take<double>();
-    buffer.format.channels = input.take<std::int8_t>();
+    const int channels = input.take<std::uint8_t>();
+    buffer.format.channels = channels < 128 ? channels : channels - 256;
     buffer.format.layout = input.below(2) == 0 ? SampleLayout::interleaved : SampleLayout::planar;
     buffer.frames = input.below(8) == 7 ? input.take<std::int64_t>() : input.take<std::uint16_t>() % 2048;
     const bool isAnyTime = input.below(8) == 7;
