@@ -27,11 +27,15 @@ namespace {
 // Half a point lost to rounding on either side.
 constexpr double roundingLimit = 1;
 
-bool matchesByPlace(const ToolkitScreen& screen, const Monitor& monitor) {
+bool matchesBySize(const ToolkitScreen& screen, const Monitor& monitor) {
     const double limit = roundingLimit * screen.pixelRatio;
-    return screen.geometry.x() == monitor.rect.x && screen.geometry.y() == monitor.rect.y &&
-           std::abs(screen.geometry.width() * screen.pixelRatio - monitor.rect.width) <= limit &&
+    return std::abs(screen.geometry.width() * screen.pixelRatio - monitor.rect.width) <= limit &&
            std::abs(screen.geometry.height() * screen.pixelRatio - monitor.rect.height) <= limit;
+}
+
+bool matchesByPlace(const ToolkitScreen& screen, const Monitor& monitor) {
+    return screen.geometry.x() == monitor.rect.x && screen.geometry.y() == monitor.rect.y &&
+           matchesBySize(screen, monitor);
 }
 
 const Monitor* monitorOf(const ToolkitScreen& screen, const std::vector<Monitor>& monitors) {
@@ -90,6 +94,7 @@ ScreenArrangement arrangeScreens(const std::vector<ToolkitScreen>& screens, cons
         screen.pixelSize = joined[i].pixels;
         screen.backingScaleFactor = screens[i].pixelRatio;
         arrangement.list.screens.push_back(std::move(screen));
+        if (joined[i].monitor && !matchesBySize(screens[i], *joined[i].monitor)) arrangement.isSettled = false;
     }
     return arrangement;
 }

@@ -39,6 +39,9 @@ struct ToolkitScreen {
 struct ScreenArrangement {
     ScreenList list;
     ScreenSpace space;
+    /// Toolkit and window system agree on every screen's size. While screens change they may not: one of them is ahead,
+    /// and another look is needed, which nothing announces.
+    bool isSettled = true;
 };
 
 /// Joins the toolkit's screens (the primary one first, as the toolkit sorts them) with the window system's monitors, by

@@ -6,9 +6,19 @@
 #include <QScreen>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace quillet {
+
+namespace {
+
+// Screens that change one moment after another are at rest within seconds. Where the toolkit and the window system
+// never agree, there is nothing to wait for.
+constexpr std::chrono::milliseconds nextLook{100};
+constexpr int mostLooks = 50;
+
+} // namespace
 
 std::shared_ptr<FloatingLayer> FloatingLayer::shared() {
     static std::weak_ptr<FloatingLayer> current;
@@ -31,13 +41,12 @@ FloatingLayer::FloatingLayer() : watch(makeDesktopWatch()), mouseLog(makeMouseLo
 
     screensSettle.setSingleShot(true);
     connect(&screensSettle, &QTimer::timeout, this, &FloatingLayer::screensChanged);
-    const auto settle = [this] { screensSettle.start(0); };
-    connect(qGuiApp, &QGuiApplication::screenAdded, this, [this, settle](QScreen* screen) {
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, [this](QScreen* screen) {
         watchScreen(*screen);
         settle();
     });
-    connect(qGuiApp, &QGuiApplication::screenRemoved, this, settle);
-    connect(qGuiApp, &QGuiApplication::primaryScreenChanged, this, settle);
+    connect(qGuiApp, &QGuiApplication::screenRemoved, this, &FloatingLayer::settle);
+    connect(qGuiApp, &QGuiApplication::primaryScreenChanged, this, &FloatingLayer::settle);
     for (QScreen* each : QGuiApplication::screens())
         watchScreen(*each);
 }
@@ -45,10 +54,14 @@ FloatingLayer::FloatingLayer() : watch(makeDesktopWatch()), mouseLog(makeMouseLo
 FloatingLayer::~FloatingLayer() = default;
 
 void FloatingLayer::watchScreen(QScreen& screen) {
-    const auto settle = [this] { screensSettle.start(0); };
-    connect(&screen, &QScreen::geometryChanged, this, settle);
-    connect(&screen, &QScreen::availableGeometryChanged, this, settle);
-    connect(&screen, &QScreen::logicalDotsPerInchChanged, this, settle);
+    connect(&screen, &QScreen::geometryChanged, this, &FloatingLayer::settle);
+    connect(&screen, &QScreen::availableGeometryChanged, this, &FloatingLayer::settle);
+    connect(&screen, &QScreen::logicalDotsPerInchChanged, this, &FloatingLayer::settle);
+}
+
+void FloatingLayer::settle() {
+    unsettledLooks = 0;
+    screensSettle.start(0);
 }
 
 void FloatingLayer::screensChanged() {
@@ -58,6 +71,10 @@ void FloatingLayer::screensChanged() {
         each->takeOver(before);
     for (FloatingWindow* each : std::vector(windows))
         each->screensChanged();
+    if (arrangement.isSettled)
+        unsettledLooks = 0;
+    else if (++unsettledLooks < mostLooks && !screensSettle.isActive())
+        screensSettle.start(nextLook);
 }
 
 void FloatingLayer::add(FloatingWindow& window) { windows.push_back(&window); }

@@ -39,6 +39,7 @@ public:
 private:
     FloatingLayer();
     void watchScreen(QScreen& screen);
+    void settle();
     void screensChanged();
     void stayInFront();
 
@@ -49,6 +50,7 @@ private:
     RaisePacing pacing;
     QTimer later;         // a raise that has to wait
     QTimer screensSettle; // the toolkit tells of one change in several signals
+    int unsettledLooks = 0;
 };
 
 } // namespace quillet

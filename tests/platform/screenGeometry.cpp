@@ -99,6 +99,20 @@ INSTANTIATE_TEST_SUITE_P(
                     {0, 480}}),
     [](const auto& each) { return std::string(each.param.name); });
 
+// 800 pixels at 1.5 are 533 points to the toolkit.
+TEST(ScreenArrangement, isSettledWhenSizesAgree) {
+    EXPECT_TRUE(arrangeScreens({}, {}).isSettled);
+    EXPECT_TRUE(arrangeScreens({screen("A", {0, 0, 800, 533}, 1.5)}, {monitor("A", 7, {0, 0, 1200, 800})}).isSettled);
+    EXPECT_TRUE(arrangeScreens({screen("A", {0, 0, 800, 600})}, {}).isSettled) << "nobody contradicts";
+}
+
+TEST(ScreenArrangement, isNotSettledWhileOneOfThemIsAhead) {
+    EXPECT_FALSE(arrangeScreens({screen("A", {0, 0, 1024, 700})}, {monitor("A", 7, {0, 0, 1600, 900})}).isSettled);
+    EXPECT_FALSE(arrangeScreens({screen("A", {0, 0, 800, 600}), screen("B", {800, 0, 800, 600})},
+                                {monitor("A", 7, {0, 0, 800, 600}), monitor("B", 8, {800, 0, 1024, 600})})
+                     .isSettled);
+}
+
 TEST(ScreenSpace, turnsPlacesAroundTheMainScreensBottomLeftCorner) {
     const ScreenSpace space{1200, 700};
     EXPECT_EQ(toGlobal(QPointF(1200, 700), space), (Point{0, 0}));
