@@ -119,7 +119,7 @@ void RecordingSession::handleScreenFrame(const PixelBuffer& frame, MediaTime pre
     const PixelBufferRef target = writer->isReadyForMoreVideo() ? pool->acquire() : nullptr;
     if (!target) {
         compositor->skip(frame);
-        ++counts.dropped;
+        noteDrop();
         return;
     }
     std::optional<Rect> cameraRect;
@@ -129,10 +129,14 @@ void RecordingSession::handleScreenFrame(const PixelBuffer& frame, MediaTime pre
     }
     const ConstPixelBufferRef cameraFrame = camera ? camera->latestFrame() : nullptr;
     compositor->render(frame, cameraFrame.get(), cameraRect, *target);
-    if (writer->appendVideo(target, presentationTime))
-        ++counts.written;
-    else
-        ++counts.dropped;
+    if (!writer->appendVideo(target, presentationTime)) return noteDrop();
+    ++counts.written;
+    lacksNewest = false;
+}
+
+void RecordingSession::noteDrop() {
+    ++counts.dropped;
+    lacksNewest = true;
 }
 
 void RecordingSession::appendAudio(AudioSampleBuffer buffer) {
@@ -151,6 +155,8 @@ void RecordingSession::keepTime() {
         const std::lock_guard guard(self->appendLock);
         if (self->finished) return;
         self->writer->advance(self->environment.now());
+        // On a screen that stands still now, nothing else would ever bring it.
+        if (self->lacksNewest) self->screen.makeAnotherFrame();
         self->keepTime();
     });
 }

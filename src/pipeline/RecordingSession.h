@@ -96,6 +96,7 @@ private:
     void handleScreenFrame(const PixelBuffer& frame, MediaTime presentationTime);
     void appendAudio(AudioSampleBuffer buffer);
     void keepTime();
+    void noteDrop();
 
     const RecordingEnvironment environment;
     const CaptureLayout layout;
@@ -109,9 +110,10 @@ private:
     std::unique_ptr<AudioMixer> mixer;        // null: no sound is recorded
     std::unique_ptr<AlignedAudioMixer> sound; // in front of the mixer, if there is one
 
-    mutable std::mutex appendLock; // guards videoStartTime, finished, counts and every call to the writer
+    mutable std::mutex appendLock; // guards videoStartTime, finished, lacksNewest, counts and every call to the writer
     std::optional<MediaTime> videoStartTime;
     bool finished = false;
+    bool lacksNewest = false; ///< the newest frame was dropped
     FrameCounts counts;
 
     std::mutex cameraRectLock; // guards liveCameraRect

@@ -53,6 +53,10 @@ std::unique_ptr<SystemAudioSource> ScreenCaptureManager::startSystemAudio() {
                                               PacedAudioSource::Options{.now = sources.now, .onBuffer = receive});
 }
 
+void ScreenCaptureManager::makeAnotherFrame() {
+    if (stream && stream->source) stream->source->makeAnother();
+}
+
 void ScreenCaptureManager::stop(std::function<void()> completion) {
     if (!stream) {
         completion();

@@ -43,6 +43,9 @@ public:
     /// when nothing runs.
     void stop(std::function<void()> completion);
 
+    /// Asks the running source for one more frame. On sampleQueue.
+    void makeAnotherFrame();
+
     [[nodiscard]] SerialQueue& queue() { return sampleQueue; }
 
 private:

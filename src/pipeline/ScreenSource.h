@@ -32,6 +32,10 @@ struct ScreenSourceOptions {
 class ScreenSource {
 public:
     virtual ~ScreenSource() = default;
+
+    /// The receiver could not take the newest frame: one more is to be made soon, though nothing may have changed
+    /// since. A source that makes frames at its own pace need not do anything.
+    virtual void makeAnother() {}
 };
 
 /// Starts a capture on `queue` (and is called there); null with the reason in `error` when it cannot. A display that

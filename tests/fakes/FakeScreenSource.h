@@ -3,6 +3,7 @@
 
 #include "pipeline/ScreenSource.h"
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -54,6 +55,8 @@ public:
         });
     }
 
+    /// How often another frame was asked for.
+    [[nodiscard]] int framesAskedFor() const { return asked; }
     [[nodiscard]] bool isRunning() {
         const std::lock_guard guard(mutex);
         return started.has_value();
@@ -74,11 +77,13 @@ private:
             const std::lock_guard guard(stage.mutex);
             stage.started.reset();
         }
+        void makeAnother() override { ++stage.asked; }
         ScreenStage& stage;
     };
 
     std::mutex mutex; // guards started and refusal
     std::optional<Started> started;
+    std::atomic<int> asked = 0;
 };
 
 } // namespace quillet::fakes

@@ -1,5 +1,6 @@
 #include "pipeline/RecordingSession.h"
 
+#include "pipeline/mp4/FileSink.h"
 #include "selftest/FilmReader.h"
 #include "tests/fakes/FakeScreenSource.h"
 #include "tests/fakes/ManualMainQueue.h"
@@ -10,9 +11,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <span>
 
 #include <atomic>
+#include <chrono>
 #include <cmath>
+#include <latch>
 #include <semaphore>
 #include <thread>
 #include <utility>
@@ -208,6 +212,52 @@ TEST_F(RecordingSessionTest, startsTheTimelineAtTheFirstFrameAndKeepsEveryTime) 
     EXPECT_EQ(film.video->timeOf(film.video->packets.back().duration), (MediaTime{4, 30}))
         << "the last picture stays until the recording's end";
     EXPECT_EQ(session->frameCounts().written, 5u);
+}
+
+TEST_F(RecordingSessionTest, asksForAnotherFrameWhileItLacksTheNewest) {
+    /// A file whose every write waits for a gate.
+    struct GatedFile : mp4::ByteSink {
+        GatedFile(std::unique_ptr<mp4::ByteSink> real, std::latch& opened) : file(std::move(real)), gate(opened) {}
+        std::optional<Error> writeAt(std::uint64_t offset, std::span<const std::byte> bytes) override {
+            gate.wait();
+            return file->writeAt(offset, bytes);
+        }
+        void writeBehind(std::uint64_t offset, std::uint64_t length) override { file->writeBehind(offset, length); }
+        std::optional<Error> synchronise() override { return file->synchronise(); }
+        std::optional<Error> close() override { return file->close(); }
+        void discard() override { file->discard(); }
+        [[nodiscard]] std::optional<std::uint64_t> availableBytes() override { return file->availableBytes(); }
+        [[nodiscard]] std::filesystem::path place() const override { return file->place(); }
+        std::unique_ptr<mp4::ByteSink> file;
+        std::latch& gate;
+    };
+    std::latch gate(1);
+    environment.openFile = [&](const std::filesystem::path& path, Error& error) {
+        return std::make_unique<GatedFile>(mp4::FileSink::make(path, error), gate);
+    };
+    makeAndStart();
+    int number = 0;
+    const auto offer = [&] {
+        const PixelBufferRef frame = fakes::solidFrame(displayWidth, displayHeight, grey);
+        frame->sequence = static_cast<std::uint64_t>(++number);
+        const MediaTime time = MediaTime{1000, 1} + MediaTime{number, 30};
+        clock = time.valueIn(clockTimescale);
+        stage.show(frame, time);
+    };
+    while (session->frameCounts().dropped == 0 && number < 100)
+        offer();
+    ASSERT_GT(session->frameCounts().dropped, 0U);
+    EXPECT_TRUE(testing::eventually([&] { return stage.framesAskedFor() > 0; }));
+    gate.count_down();
+    EXPECT_TRUE(testing::eventually([&] {
+        const std::uint64_t written = session->frameCounts().written;
+        offer();
+        return session->frameCounts().written > written;
+    }));
+    const int asked = stage.framesAskedFor();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100)); // two rounds of the clock that asks
+    EXPECT_EQ(stage.framesAskedFor(), asked) << "nothing is lacking any more";
+    EXPECT_TRUE(stop().first);
 }
 
 TEST_F(RecordingSessionTest, recordsTheRegionOnly) {

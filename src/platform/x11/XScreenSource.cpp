@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 namespace quillet {
 
@@ -87,7 +88,15 @@ void XScreenSource::selectEvents() {
 
 // The event loop.
 
-bool XScreenSource::isPending() const { return geometryChanged || picture->isPending() || pointer->isPending(); }
+bool XScreenSource::isPending() const {
+    return geometryChanged || wantsAnother || picture->isPending() || pointer->isPending();
+}
+
+void XScreenSource::makeAnother() {
+    if (hasEnded) return;
+    wantsAnother = true;
+    scheduleNext();
+}
 
 void XScreenSource::waitForEvents() {
     drainEvents(); // what came along with replies does not make the descriptor readable again
@@ -151,9 +160,10 @@ void XScreenSource::tick() {
     const bool arrived = fetchPixels(*frame);
     // A repaint of ours is worth a frame, for what is laid over the picture (the camera) may follow it.
     const bool ownRepaint = picture->takeOwnRepaint();
+    const bool isWorthAFrame = std::exchange(wantsAnother, false) || ownRepaint;
     PixelRegion changed;
     if (arrived) changed = updatePicture(*frame);
-    if ((arrived && isWhole) || !changed.isEmpty() || (ownRepaint && !isWhole)) {
+    if ((arrived && isWhole) || !changed.isEmpty() || (isWorthAFrame && !isWhole)) {
         const std::weak_ptr<const bool> stillAlive = alive;
         deliver(std::move(changed));
         if (stillAlive.expired()) return;

@@ -36,6 +36,8 @@ public:
                                                              ScreenSourceOptions options, Error& error);
     ~XScreenSource() override;
 
+    void makeAnother() override;
+
     /// How often the receiver still held a frame when the picture changed.
     [[nodiscard]] std::uint64_t takeovers() const { return frames->takeovers(); }
     /// How often a wholly new picture has gone straight into a frame.
@@ -85,8 +87,9 @@ private:
     PixelRect monitor; ///< in root pixels, as last heard of
     PixelRect area;    ///< what the frames show of the root
     bool geometryChanged = false;
-    bool mustClear = false; ///< the picture shows pixels of an area that is no longer shown
-    bool isWhole = true;    ///< the next frame says nothing about the one before
+    bool mustClear = false;    ///< the picture shows pixels of an area that is no longer shown
+    bool isWhole = true;       ///< the next frame says nothing about the one before
+    bool wantsAnother = false; ///< a frame is wanted even where nothing has changed
     PointerWatch::State pointerState;
     bool pointerImageChanged = false;
     int drawnX = 0; ///< where the pointer was last drawn, in root pixels

@@ -386,6 +386,19 @@ TEST(XScreenSource, sleepsWhileTheScreenIsStill) {
     EXPECT_EQ(screen.receiver.count(), count);
 }
 
+TEST(XScreenSource, makesAnotherFrameOfAStillScreenWhenAsked) {
+    XScreen screen;
+    ASSERT_TRUE(screen.start());
+    FrameReceiver& receiver = screen.receiver;
+    ASSERT_TRUE(receiver.waitFor(screen.painter.expected()));
+    for (std::uint64_t number = receiver.count() + 1; number < 5; ++number) {
+        receiver.queue.sync([&] { receiver.source->makeAnother(); });
+        ASSERT_TRUE(receiver.waitForCount(number));
+        EXPECT_TRUE(receiver.latest() == screen.painter.expected());
+    }
+    EXPECT_THAT(receiver.problems(), IsEmpty());
+}
+
 TEST(XScreenSource, makesNoFramesOfAStillScreenWithoutDamage) {
     XScreen screen({640, 480, 24, {"-extension", "DAMAGE"}});
     ASSERT_TRUE(screen.start());
