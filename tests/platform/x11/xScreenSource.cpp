@@ -26,7 +26,7 @@ using ::testing::IsEmpty;
 /// A display with a painter on it, and a receiver of its pictures.
 class XScreen {
 public:
-    explicit XScreen(VirtualXServer::Options options = {})
+    explicit XScreen(const VirtualXServer::Options& options = {})
         : server(VirtualXServer::start(options)),
           painter(server->displayName()), size{static_cast<double>(options.width),
                                                static_cast<double>(options.height)} {
