@@ -168,9 +168,9 @@ std::string leftByPowerLoss(const std::vector<Write>& writes, std::size_t certai
     return left;
 }
 
-TEST(HybridFile, canBePlayedWhateverALossOfPowerLeaves) {
+/// A finished film: its writes, and after how many of them each synchronisation came.
+void finishThreeSeconds(std::vector<Write>& writes, std::vector<std::size_t>& synchronisedAfter) {
     const MediaTime start{0, 60};
-    std::vector<Write> writes;
     VideoTimeline timeline(start, 60);
     auto sink = std::make_unique<RecordingSink>(writes);
     const RecordingSink& seen = *sink;
@@ -178,6 +178,13 @@ TEST(HybridFile, canBePlayedWhateverALossOfPowerLeaves) {
     recordThreeSeconds(*engine, timeline);
     ASSERT_TRUE(engine->finish(0));
     ASSERT_FALSE(engine->error());
+    synchronisedAfter = seen.synchronisedAfter;
+}
+
+TEST(HybridFile, canBePlayedWhateverALossOfPowerLeaves) {
+    std::vector<Write> writes;
+    std::vector<std::size_t> synchronisedAfter;
+    ASSERT_NO_FATAL_FAILURE(finishThreeSeconds(writes, synchronisedAfter));
 
     const TemporaryFolder folder;
     std::mt19937 dice(7);
@@ -186,7 +193,7 @@ TEST(HybridFile, canBePlayedWhateverALossOfPowerLeaves) {
         const std::size_t count = 1 + dice() % writes.size();
         // Synchronised at some time before, at the latest when the order was to be kept.
         std::size_t certain = 1 + dice() % count;
-        for (const std::size_t kept : seen.synchronisedAfter)
+        for (const std::size_t kept : synchronisedAfter)
             if (kept < count) certain = std::max(certain, kept);
         SCOPED_TRACE("round " + std::to_string(round) + ": " + std::to_string(certain) + " of " +
                      std::to_string(count) + " writes");
@@ -261,19 +268,14 @@ TEST(HybridFile, afterAFailedWriteNothingMoreIsWritten) {
 }
 
 TEST(HybridFile, theDiskHasTheTablesBeforeTheFileTurnsOrdinaryAndAllOfItInTheEnd) {
-    const MediaTime start{0, 60};
     std::vector<Write> writes;
-    VideoTimeline timeline(start, 60);
-    auto sink = std::make_unique<RecordingSink>(writes);
-    const RecordingSink& seen = *sink;
-    const auto engine = makeEngine(std::move(sink), timeline, start);
-    recordThreeSeconds(*engine, timeline);
-    ASSERT_TRUE(engine->finish(0));
+    std::vector<std::size_t> synchronisedAfter;
+    ASSERT_NO_FATAL_FAILURE(finishThreeSeconds(writes, synchronisedAfter));
     // The first one stands between the sound track's announcement and its first samples.
-    ASSERT_EQ(seen.synchronisedAfter.size(), 3U);
-    EXPECT_EQ(writes[seen.synchronisedAfter[0] - 1].offset, writes.back().offset + writes.back().bytes.size());
-    EXPECT_EQ(seen.synchronisedAfter[1], writes.size() - 1);
-    EXPECT_EQ(seen.synchronisedAfter[2], writes.size());
+    ASSERT_EQ(synchronisedAfter.size(), 3U);
+    EXPECT_EQ(writes[synchronisedAfter[0] - 1].offset, writes.back().offset + writes.back().bytes.size());
+    EXPECT_EQ(synchronisedAfter[1], writes.size() - 1);
+    EXPECT_EQ(synchronisedAfter[2], writes.size());
     EXPECT_EQ(writes.back().bytes.size(), 16U);
 }
 

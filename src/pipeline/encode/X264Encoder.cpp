@@ -109,9 +109,10 @@ bool X264Encoder::open(const VideoEncoderOptions& options, Error& error) {
     parameters.rc.i_rc_method = X264_RC_CQP;
     // What is asked for is taken only from between the constant quantisers that the library reckons for key pictures
     // and for pictures between others, by these two ratios of step sizes. Theirs are 16 and 51.
-    parameters.rc.i_qp_constant = 32;
-    parameters.rc.f_ip_factor = std::exp2(static_cast<float>(32 - QuantiserControl::finest) / 6);
-    parameters.rc.f_pb_factor = std::exp2(static_cast<float>(QuantiserControl::coarsest - 32) / 6 + 0.01F);
+    constexpr int middle = 32;
+    parameters.rc.i_qp_constant = middle;
+    parameters.rc.f_ip_factor = std::exp2(static_cast<float>(middle - QuantiserControl::finest) / 6);
+    parameters.rc.f_pb_factor = std::exp2(static_cast<float>(QuantiserControl::coarsest - middle) / 6 + 0.01F);
 
     // The loop filter's strong mode (ITU-T H.264, 8.7.2.4) takes the fourth pixel beside an edge into its mean without
     // asking whether it belongs there: a stroke that stands three pixels from the edge of an intra block bleeds into
@@ -211,10 +212,10 @@ std::optional<Error> X264Encoder::step(x264_picture_t* input, const Output& outp
         quantiser->encoded(static_cast<std::size_t>(bytes));
         // libx264 lays all units of one picture one behind the other.
         const auto picture = std::as_bytes(std::span(units[0].p_payload, static_cast<std::size_t>(bytes)));
-        const bool isWhatWentIn = isImmediate;
-        if (isWhatWentIn && encoded.b_keyframe != 0)
+        // What comes out later is another picture than the one that went in.
+        if (isImmediate && encoded.b_keyframe != 0)
             still.begin(picture, lastQuantiser);
-        else if (isWhatWentIn && isUnchanged)
+        else if (isImmediate && isUnchanged)
             still.extend(picture);
         else
             still.clear();
