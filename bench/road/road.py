@@ -180,7 +180,7 @@ class Other:
                  "-frames:v", "1", disc)
             self.inputs += ["-thread_queue_size", "64", "-re", "-stream_loop", "-1", "-f", "rawvideo", "-pixel_format",
                             "yuyv422", "-video_size", "1280x720", "-framerate", "30", "-i", camera, "-i", disc]
-            self.graph += (f"[2:v]hflip,crop=720:720,scale={BUBBLE}:{BUBBLE}:flags=bilinear,format=yuva420p[face];"
+            self.graph += (f"[2:v]hflip,crop=720:720,scale={BUBBLE}:{BUBBLE}:flags=bicubic,format=yuva420p[face];"
                            f"[face][3:v]alphamerge[circle];[0:v]format=yuv420p[screen];[screen][circle]overlay="
                            f"{width - BUBBLE_FROM_CORNER}:{height - BUBBLE_FROM_CORNER}[picture];")
             picture = "picture"
@@ -188,7 +188,7 @@ class Other:
             hole, inset = self.frame_with_hole()
             self.inputs += ["-i", hole]
             number = 4 if job["camera"] else 2
-            self.look = (f"scale={inset[2]}:{inset[3]}:flags=bilinear,format=yuv420p,"
+            self.look = (f"scale={inset[2]}:{inset[3]}:flags=bicubic,format=yuv420p,"
                          f"pad={width}:{height}:{inset[0]}:{inset[1]}")
             self.graph += f"[{picture}]{self.look}[small];[small][{number}:v]overlay=0:0[out]"
             self.hole = hole
