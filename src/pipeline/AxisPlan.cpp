@@ -101,13 +101,13 @@ RowFilter::RowFilter(const AxisPlan& plan) {
             places.push_back(firstOf(output));
 }
 
-void RowFilter::run(const std::byte* pixels, int begin, int end, std::int16_t* into) const {
+void RowFilter::run(const std::byte* pixels, kernels::Fourth fourth, int begin, int end, std::int16_t* into) const {
     const auto from = static_cast<std::size_t>(begin);
     const auto to = static_cast<std::size_t>(end);
     if (dense)
-        kernels::filterNear({places.data(), weights.data(), weightsPerTap, taps}, pixels, from, to, into);
+        kernels::filterNear({places.data(), weights.data(), weightsPerTap, taps}, pixels, fourth, from, to, into);
     else
-        kernels::filterFar({places.data(), weights.data(), taps}, pixels, from, to, into);
+        kernels::filterFar({places.data(), weights.data(), taps}, pixels, fourth, from, to, into);
 }
 
 } // namespace quillet

@@ -42,10 +42,9 @@ class RowFilter {
 public:
     explicit RowFilter(const AxisPlan& plan);
 
-    /// How far right of a row's last pixel the memory must be readable.
-    [[nodiscard]] std::size_t overread() const { return taps + kernels::overreach; }
+    /// Up to kernels::maximumTaps + kernels::overreach pixels right of the row's last one are read, whatever they are.
     /// Outputs `begin` (even) to `end` into `into`, with room for kernels::overreach outputs more.
-    void run(const std::byte* pixels, int begin, int end, std::int16_t* into) const;
+    void run(const std::byte* pixels, kernels::Fourth fourth, int begin, int end, std::int16_t* into) const;
 
 private:
     bool dense;

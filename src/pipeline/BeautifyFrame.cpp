@@ -117,7 +117,12 @@ void BeautifyFrame::draw(const PixelRect& part, const ScreenPicture& picture, Pi
 void BeautifyFrame::drawPicture(const PixelRect& part, const ScreenPicture& picture, PixelBuffer& into) {
     scaler->draw(
         part.offsetBy(-pictureBounds.x, -pictureBounds.y),
-        [&](int row, int begin, int end, std::byte* pixels) { picture.writeRow(row, begin, end, pixels); },
+        [&](int row, int begin, int end, std::byte* room) -> ImageScaler::SourceRow {
+            if (const std::byte* pixels = picture.plainRow(row, begin, end, ImageScaler::overread))
+                return {pixels, picture.screen.alpha == Alpha::ignored ? kernels::Fourth::opaque : kernels::Fourth::asItIs};
+            picture.writeRow(row, begin, end, room + bytes(begin));
+            return {room};
+        },
         into.row(pictureBounds.y) + bytes(pictureBounds.x), into.strideBytes());
 
     const bool opaque = picture.isOpaque();

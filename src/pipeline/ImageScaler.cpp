@@ -20,7 +20,7 @@ ImageScaler::ImageScaler(AxisPlan horizontal, AxisPlan vertical)
         for (std::size_t tap = 0; tap < downTaps; ++tap)
             downWeights.push_back(static_cast<std::int16_t>(std::min(down.weights(output)[tap] * 4, 32767)));
     const auto sourceWidth = static_cast<std::size_t>(across.sourceOf(0, across.outputs()).second);
-    sourceRow.resize((sourceWidth + rowFilter.overread()) * 4);
+    sourceRow.resize((sourceWidth + static_cast<std::size_t>(overread)) * 4);
     ring.resize(ringRowValues * downTaps);
 }
 
@@ -42,10 +42,8 @@ void ImageScaler::drawStrip(const PixelRect& part, const RowReader& read, std::b
         const int first = down.first(y);
         filtered = std::max(filtered, first);
         for (; filtered < first + down.taps(); ++filtered) {
-            std::byte* begin = sourceRow.data() + static_cast<std::size_t>(sourceBegin) * 4;
-            read(filtered, sourceBegin, sourceEnd, begin);
-            kernels::flipMiddle(begin, static_cast<std::size_t>(sourceEnd - sourceBegin));
-            rowFilter.run(sourceRow.data(), evenLeft, part.right(), ringRow(filtered));
+            const SourceRow source = read(filtered, sourceBegin, sourceEnd, sourceRow.data());
+            rowFilter.run(source.pixels, source.fourth, evenLeft, part.right(), ringRow(filtered));
         }
         for (int tap = 0; tap < down.taps(); ++tap)
             rows[static_cast<std::size_t>(tap)] = ringRow(first + tap) + (part.x - evenLeft) * 4;

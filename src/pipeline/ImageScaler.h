@@ -14,8 +14,16 @@ namespace quillet {
 /// of rows, from which the output rows are summed. Allocates only when made. Threads: one at a time.
 class ImageScaler {
 public:
-    /// Writes the source's pixels `begin` to `end` of `row` to `into`.
-    using RowReader = std::function<void(int row, int begin, int end, std::byte* into)>;
+    /// How many pixels behind the last one asked for are read, whatever they are.
+    static constexpr int overread = kernels::maximumTaps + static_cast<int>(kernels::overreach);
+
+    struct SourceRow {
+        const std::byte* pixels; ///< where the row's pixel 0 is, or would be
+        kernels::Fourth fourth = kernels::Fourth::asItIs;
+    };
+    /// The pixels `begin` to `end` of a row of the source: either where they lie, with `overread` more that can be read
+    /// behind them, or written to their places in `room`, which has pixel 0 at its beginning. In use until the next call.
+    using RowReader = std::function<SourceRow(int row, int begin, int end, std::byte* room)>;
 
     ImageScaler(AxisPlan across, AxisPlan down);
 

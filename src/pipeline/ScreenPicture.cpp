@@ -36,6 +36,16 @@ void ScreenPicture::writeRow(int row, int begin, int end, std::byte* into) const
                        static_cast<std::size_t>(to - from));
 }
 
+const std::byte* ScreenPicture::plainRow(int row, int begin, int end, int overread) const {
+    const PixelRect wanted = PixelRect{begin, row, end - begin, 1}.offsetBy(region.x, region.y);
+    if (region.x < 0 || !screen.bounds().contains(wanted)) return nullptr;
+    if (circle && row >= circleY && row < circleY + circle->side()) return nullptr;
+    // The next row follows this one.
+    const bool isInMemory = wanted.right() + overread <= screen.width() ||
+                            (wanted.bottom() < screen.height() && bytes(overread) <= screen.strideBytes());
+    return isInMemory ? screen.row(wanted.y) + bytes(region.x) : nullptr;
+}
+
 bool ScreenPicture::isOpaque() const { return screen.alpha == Alpha::ignored && screen.bounds().contains(region); }
 
 } // namespace quillet

@@ -18,6 +18,10 @@ struct ScreenPicture {
     /// Writes the pixels `begin` to `end` of `row`: premultiplied, transparent black outside the screen.
     void writeRow(int row, int begin, int end, std::byte* into) const;
 
+    /// Where pixel 0 of `row` is in the screen frame, if the pixels from `begin` to `end` need nothing done to them but
+    /// for what their fourth byte means, and `overread` more behind them can be read; else null.
+    [[nodiscard]] const std::byte* plainRow(int row, int begin, int end, int overread) const;
+
     /// Whether every pixel is known to be opaque.
     [[nodiscard]] bool isOpaque() const;
 };

@@ -11,8 +11,9 @@ namespace {
 using painted::Pixel;
 
 ImageScaler::RowReader rowsOf(const PixelBuffer& frame) {
-    return [&frame](int row, int begin, int end, std::byte* into) {
-        std::memcpy(into, frame.row(row) + begin * 4, static_cast<std::size_t>(end - begin) * 4);
+    return [&frame](int row, int begin, int end, std::byte* room) -> ImageScaler::SourceRow {
+        std::memcpy(room + begin * 4, frame.row(row) + begin * 4, static_cast<std::size_t>(end - begin) * 4);
+        return {room};
     };
 }
 

@@ -19,7 +19,6 @@ namespace quillet::kernels::HWY_NAMESPACE {
 using scalar::filterColumns;
 using scalar::filterFar;
 using scalar::filterNear;
-using scalar::flipMiddle;
 
 #else
 
@@ -38,25 +37,24 @@ constexpr Indices indices;
 HWY_INLINE const std::uint8_t* asBytes(const std::byte* at) { return reinterpret_cast<const std::uint8_t*>(at); }
 HWY_INLINE std::uint8_t* asBytes(std::byte* at) { return reinterpret_cast<std::uint8_t*>(at); }
 
-void flipMiddle(std::byte* pixels, std::size_t count) {
-    const std::size_t step = hn::Lanes(wholePixels);
-    const auto middle = hn::Set(bytes, std::uint8_t{0x80});
-    std::size_t i = 0;
-    for (; i + step <= count; i += step) {
-        std::uint8_t* at = asBytes(pixels + i * 4);
-        hn::StoreU(hn::Xor(hn::LoadU(bytes, at), middle), bytes, at);
-    }
-    scalar::flipMiddle(pixels + i * 4, count - i);
+/// Pixels from memory, with the middle taken out of each byte.
+template <class Tag>
+HWY_INLINE hn::Vec<Tag> loadPixels(Tag tag, const std::byte* at, hn::Vec<Tag> alwaysSet) {
+    return hn::Xor(hn::Or(hn::LoadU(tag, reinterpret_cast<const std::uint32_t*>(at)), alwaysSet),
+                   hn::Set(tag, 0x80808080U));
 }
+
+HWY_INLINE std::uint32_t bitsAlwaysSet(Fourth fourth) { return fourth == Fourth::opaque ? 0xFF000000U : 0; }
 
 /// Half a vector of outputs at a time. One load and one permutation fetch two taps: in each 128-bit block the pixels of
 /// two outputs for the even tap, then for the odd one, which is how `pairs` is laid out.
 template <std::size_t fixedTaps>
-HWY_INLINE void filterNearWith(const NearRow& row, const std::byte* pixels, std::size_t begin, std::size_t end,
-                               std::int16_t* HWY_RESTRICT into) {
+HWY_INLINE void filterNearWith(const NearRow& row, const std::byte* pixels, Fourth fourth, std::size_t begin,
+                               std::size_t end, std::int16_t* HWY_RESTRICT into) {
     const std::size_t taps = fixedTaps != 0 ? fixedTaps : row.taps;
     const std::size_t step = hn::Lanes(wholePixels) / 2;
     const auto none = hn::Zero(bytes);
+    const auto alwaysSet = hn::Set(wholePixels, bitsAlwaysSet(fourth));
     for (std::size_t output = begin; output < end; output += step) {
         const std::int32_t base = row.pairs[output * 2];
         const auto places = hn::IndicesFromVec(
@@ -66,7 +64,7 @@ HWY_INLINE void filterNearWith(const NearRow& row, const std::byte* pixels, std:
         auto evenSum = hn::Zero(values);
         auto oddSum = hn::Zero(values);
         for (std::size_t tap = 0; tap < taps; tap += 2) {
-            const auto run = hn::BitCast(wholePixels, hn::LoadU(bytes, asBytes(from + tap * 4)));
+            const auto run = loadPixels(wholePixels, from + tap * 4, alwaysSet);
             const auto picked = hn::BitCast(bytes, hn::TableLookupLanes(run, places));
             const auto even = hn::BitCast(values, hn::InterleaveLower(bytes, none, picked));
             const auto odd = hn::BitCast(values, hn::InterleaveUpper(bytes, none, picked));
@@ -79,25 +77,29 @@ HWY_INLINE void filterNearWith(const NearRow& row, const std::byte* pixels, std:
     }
 }
 
-void filterNear(const NearRow& row, const std::byte* pixels, std::size_t begin, std::size_t end, std::int16_t* into) {
-    if (row.taps == 4) return filterNearWith<4>(row, pixels, begin, end, into);
-    if (row.taps == 6) return filterNearWith<6>(row, pixels, begin, end, into);
-    filterNearWith<0>(row, pixels, begin, end, into);
+void filterNear(const NearRow& row, const std::byte* pixels, Fourth fourth, std::size_t begin, std::size_t end,
+                std::int16_t* into) {
+    if (row.taps == 4) return filterNearWith<4>(row, pixels, fourth, begin, end, into);
+    if (row.taps == 6) return filterNearWith<6>(row, pixels, fourth, begin, end, into);
+    filterNearWith<0>(row, pixels, fourth, begin, end, into);
 }
 
 /// One output at a time, four of its taps in 128 bits of pixels.
-void filterFar(const FarRow& row, const std::byte* pixels, std::size_t begin, std::size_t end, std::int16_t* into) {
+void filterFar(const FarRow& row, const std::byte* pixels, Fourth fourth, std::size_t begin, std::size_t end,
+               std::int16_t* into) {
     const hn::FixedTag<std::uint8_t, 16> fourPixels;
     const hn::Repartition<std::int16_t, decltype(fourPixels)> twoPixels;
+    const hn::Repartition<std::uint32_t, decltype(fourPixels)> pixelTag;
     const hn::Half<decltype(twoPixels)> onePixel;
     const auto none = hn::Zero(fourPixels);
+    const auto alwaysSet = hn::Set(pixelTag, bitsAlwaysSet(fourth));
     for (std::size_t output = begin; output < end; ++output) {
         const std::byte* from = pixels + static_cast<std::size_t>(row.first[output]) * 4;
         const std::int16_t* weights = row.weights + output * row.taps * 4;
         auto sum = hn::Zero(twoPixels);
         auto upperSum = hn::Zero(twoPixels);
         for (std::size_t tap = 0; tap < row.taps; tap += 4) {
-            const auto run = hn::LoadU(fourPixels, asBytes(from + tap * 4));
+            const auto run = hn::BitCast(fourPixels, loadPixels(pixelTag, from + tap * 4, alwaysSet));
             const auto lower = hn::BitCast(twoPixels, hn::InterleaveLower(fourPixels, none, run));
             const auto upper = hn::BitCast(twoPixels, hn::InterleaveUpper(fourPixels, none, run));
             sum = hn::Add(sum, hn::MulFixedPoint15(lower, hn::LoadU(twoPixels, weights + tap * 4)));
@@ -170,19 +172,18 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace quillet::kernels {
 
-HWY_EXPORT(flipMiddle);
 HWY_EXPORT(filterNear);
 HWY_EXPORT(filterFar);
 HWY_EXPORT(filterColumns);
 
-void flipMiddle(std::byte* pixels, std::size_t count) { HWY_DYNAMIC_DISPATCH(flipMiddle)(pixels, count); }
-
-void filterNear(const NearRow& row, const std::byte* pixels, std::size_t begin, std::size_t end, std::int16_t* into) {
-    HWY_DYNAMIC_DISPATCH(filterNear)(row, pixels, begin, end, into);
+void filterNear(const NearRow& row, const std::byte* pixels, Fourth fourth, std::size_t begin, std::size_t end,
+                std::int16_t* into) {
+    HWY_DYNAMIC_DISPATCH(filterNear)(row, pixels, fourth, begin, end, into);
 }
 
-void filterFar(const FarRow& row, const std::byte* pixels, std::size_t begin, std::size_t end, std::int16_t* into) {
-    HWY_DYNAMIC_DISPATCH(filterFar)(row, pixels, begin, end, into);
+void filterFar(const FarRow& row, const std::byte* pixels, Fourth fourth, std::size_t begin, std::size_t end,
+               std::int16_t* into) {
+    HWY_DYNAMIC_DISPATCH(filterFar)(row, pixels, fourth, begin, end, into);
 }
 
 void filterColumns(const std::int16_t* const* rows, const std::int16_t* weights, std::size_t taps, std::size_t count,

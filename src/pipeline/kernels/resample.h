@@ -17,8 +17,8 @@ inline constexpr int maximumTaps = 24;
 /// Pixels that may be read past the last one named, and outputs that may be written past the last one asked for.
 inline constexpr std::size_t overreach = 32;
 
-/// Takes the middle out of bytes, or puts it back.
-void flipMiddle(std::byte* pixels, std::size_t count);
+/// What the fourth byte of a pixel is taken for: itself, or 255 whatever it is.
+enum class Fourth { asItIs, opaque };
 
 /// What the horizontal pass reads for each output, laid out for the kernels; both arrays go on for `overreach` outputs
 /// more.
@@ -30,9 +30,10 @@ struct NearRow {
 };
 
 /// Horizontal pass where outputs lie dense: among eight in a row, the first pixels are at most 14 apart, among four at
-/// most 6, among two at most 2. `pixels` has its middle taken out and starts at pixel 0. Outputs `begin` (even) to
-/// `end` go to `into` and on, 4 values each; rounded up to whole vectors.
-void filterNear(const NearRow& row, const std::byte* pixels, std::size_t begin, std::size_t end, std::int16_t* into);
+/// most 6, among two at most 2. `pixels` starts at pixel 0. Outputs `begin` (even) to `end` go to `into` and on, 4 values
+/// each; rounded up to whole vectors.
+void filterNear(const NearRow& row, const std::byte* pixels, Fourth fourth, std::size_t begin, std::size_t end,
+                std::int16_t* into);
 
 struct FarRow {
     const std::int32_t* first;
@@ -41,7 +42,8 @@ struct FarRow {
 };
 
 /// Horizontal pass for any distance between outputs.
-void filterFar(const FarRow& row, const std::byte* pixels, std::size_t begin, std::size_t end, std::int16_t* into);
+void filterFar(const FarRow& row, const std::byte* pixels, Fourth fourth, std::size_t begin, std::size_t end,
+               std::int16_t* into);
 
 /// Vertical pass: the weighted sum of `taps` rows, as pixels again, colours limited to their alpha. Writes exactly
 /// `count` pixels.
@@ -50,9 +52,10 @@ void filterColumns(const std::int16_t* const* rows, const std::int16_t* weights,
 
 /// The same, one value after the other: what the others are compared with.
 namespace scalar {
-void flipMiddle(std::byte* pixels, std::size_t count);
-void filterNear(const NearRow& row, const std::byte* pixels, std::size_t begin, std::size_t end, std::int16_t* into);
-void filterFar(const FarRow& row, const std::byte* pixels, std::size_t begin, std::size_t end, std::int16_t* into);
+void filterNear(const NearRow& row, const std::byte* pixels, Fourth fourth, std::size_t begin, std::size_t end,
+                std::int16_t* into);
+void filterFar(const FarRow& row, const std::byte* pixels, Fourth fourth, std::size_t begin, std::size_t end,
+               std::int16_t* into);
 void filterColumns(const std::int16_t* const* rows, const std::int16_t* weights, std::size_t taps, std::size_t count,
                    std::byte* into);
 } // namespace scalar

@@ -9,36 +9,36 @@ namespace {
 /// The product of two fractions of 15 binary places, rounded to nearest.
 int product(int a, int b) { return (a * b + (1 << 14)) >> 15; }
 
-/// A byte without its middle, in the upper half of 16 bits.
-int raised(std::byte value) { return static_cast<std::int8_t>(value) * 256; }
+/// A channel of a pixel without its middle, in the upper half of 16 bits.
+int raised(const std::byte* pixel, std::size_t channel, Fourth fourth) {
+    const std::byte value = channel == 3 && fourth == Fourth::opaque ? std::byte{255} : pixel[channel];
+    return (std::to_integer<int>(value) - 128) * 256;
+}
 
 } // namespace
 
-void flipMiddle(std::byte* pixels, std::size_t count) {
-    for (std::size_t i = 0; i < count * 4; ++i)
-        pixels[i] ^= std::byte{0x80};
-}
-
-void filterNear(const NearRow& row, const std::byte* pixels, std::size_t begin, std::size_t end, std::int16_t* into) {
+void filterNear(const NearRow& row, const std::byte* pixels, Fourth fourth, std::size_t begin, std::size_t end,
+                std::int16_t* into) {
     for (std::size_t output = begin; output < end; ++output) {
         const auto first = static_cast<std::size_t>(row.pairs[output / 2 * 4 + output % 2]);
         for (std::size_t channel = 0; channel < 4; ++channel) {
             int sum = 0;
             for (std::size_t tap = 0; tap < row.taps; ++tap)
-                sum += product(raised(pixels[(first + tap) * 4 + channel]),
+                sum += product(raised(pixels + (first + tap) * 4, channel, fourth),
                                row.weights[tap * row.weightsPerTap + output * 4 + channel]);
             into[(output - begin) * 4 + channel] = static_cast<std::int16_t>(sum);
         }
     }
 }
 
-void filterFar(const FarRow& row, const std::byte* pixels, std::size_t begin, std::size_t end, std::int16_t* into) {
+void filterFar(const FarRow& row, const std::byte* pixels, Fourth fourth, std::size_t begin, std::size_t end,
+               std::int16_t* into) {
     for (std::size_t output = begin; output < end; ++output) {
         const auto first = static_cast<std::size_t>(row.first[output]);
         for (std::size_t channel = 0; channel < 4; ++channel) {
             int sum = 0;
             for (std::size_t tap = 0; tap < row.taps; ++tap)
-                sum += product(raised(pixels[(first + tap) * 4 + channel]),
+                sum += product(raised(pixels + (first + tap) * 4, channel, fourth),
                                row.weights[(output * row.taps + tap) * 4 + channel]);
             into[(output - begin) * 4 + channel] = static_cast<std::int16_t>(sum);
         }

@@ -15,6 +15,7 @@ class Resample : public EveryTarget {
 protected:
     std::mt19937 random{5};
 
+    kernels::Fourth either() { return between(0, 1) == 0 ? kernels::Fourth::asItIs : kernels::Fourth::opaque; }
     int between(int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); }
 
     std::vector<std::int16_t> weights(std::size_t count, int low, int high) {
@@ -32,18 +33,6 @@ protected:
     }
 };
 
-TEST_P(Resample, takesTheMiddleOutLikeItsTwin) {
-    for (std::size_t width = 0; width <= widest; ++width) {
-        GuardedRows rows(width * 4, 1);
-        GuardedRows expected(width * 4, 1);
-        for (std::size_t y = 0; y < GuardedRows::count; ++y) {
-            kernels::flipMiddle(rows.row(y), width);
-            kernels::scalar::flipMiddle(expected.row(y), width);
-        }
-        ASSERT_TRUE(rows.sameAs(expected)) << "width " << width;
-    }
-}
-
 TEST_P(Resample, filtersDenseRowsLikeItsTwin) {
     for (const std::size_t taps : {2U, 4U, 6U, 8U, 24U})
         for (const int farthest : {0, 1, 2}) {
@@ -60,10 +49,11 @@ TEST_P(Resample, filtersDenseRowsLikeItsTwin) {
 
             for (const std::size_t begin : {0U, 2U, 14U})
                 for (std::size_t end = begin; end <= begin + widest; ++end) {
+                    const kernels::Fourth fourth = either();
                     std::vector<std::int16_t> into(all * 4, 77);
                     std::vector<std::int16_t> expected(all * 4, 77);
-                    kernels::filterNear(row, source.data(), begin, end, into.data());
-                    kernels::scalar::filterNear(row, source.data(), begin, end, expected.data());
+                    kernels::filterNear(row, source.data(), fourth, begin, end, into.data());
+                    kernels::scalar::filterNear(row, source.data(), fourth, begin, end, expected.data());
                     const auto asked = static_cast<std::ptrdiff_t>((end - begin) * 4);
                     ASSERT_TRUE(std::equal(into.begin(), into.begin() + asked, expected.begin()))
                         << taps << " taps, outputs " << begin << " to " << end;
@@ -83,10 +73,11 @@ TEST_P(Resample, filtersWideRowsLikeItsTwin) {
         const kernels::FarRow row{first.data(), factors.data(), taps};
         for (const std::size_t begin : {0U, 3U})
             for (std::size_t end = begin; end <= begin + widest; ++end) {
+                const kernels::Fourth fourth = either();
                 std::vector<std::int16_t> into(outputs * 4, 77);
                 std::vector<std::int16_t> expected(outputs * 4, 77);
-                kernels::filterFar(row, source.data(), begin, end, into.data());
-                kernels::scalar::filterFar(row, source.data(), begin, end, expected.data());
+                kernels::filterFar(row, source.data(), fourth, begin, end, into.data());
+                kernels::scalar::filterFar(row, source.data(), fourth, begin, end, expected.data());
                 ASSERT_EQ(into, expected) << taps << " taps, outputs " << begin << " to " << end;
             }
     }
@@ -120,17 +111,28 @@ INSTANTIATE_TEST_SUITE_P(Levels, Resample, testing::ValuesIn(hwy::SupportedAndGe
 TEST(ResampleTwin, givesBackWhatOneWholeWeightPicks) {
     for (int value = 0; value < 256; ++value) {
         std::byte pixel[4] = {static_cast<std::byte>(value), std::byte{0}, std::byte{0}, std::byte{255}};
-        kernels::scalar::flipMiddle(pixel, 1);
         const std::int32_t first = 0;
         const std::int16_t across[4] = {8192, 8192, 8192, 8192};
         std::int16_t between[4] = {};
-        kernels::scalar::filterFar({&first, across, 1}, pixel, 0, 1, between);
+        kernels::scalar::filterFar({&first, across, 1}, pixel, kernels::Fourth::asItIs, 0, 1, between);
         EXPECT_EQ(between[0], (value - 128) * 64);
         const std::int16_t* rows[1] = {between};
         const std::int16_t down = 32767;
         kernels::scalar::filterColumns(rows, &down, 1, 1, pixel);
         EXPECT_EQ(std::to_integer<int>(pixel[0]), value);
     }
+}
+
+TEST(ResampleTwin, takesTheFourthByteForOpaqueWhereTold) {
+    const std::byte pixel[4] = {std::byte{1}, std::byte{2}, std::byte{3}, std::byte{44}};
+    const std::int32_t first = 0;
+    const std::int16_t across[4] = {8192, 8192, 8192, 8192};
+    std::int16_t between[4] = {};
+    kernels::scalar::filterFar({&first, across, 1}, pixel, kernels::Fourth::opaque, 0, 1, between);
+    const std::int16_t expected[4] = {(1 - 128) * 64, (2 - 128) * 64, (3 - 128) * 64, (255 - 128) * 64};
+    EXPECT_TRUE(std::equal(std::begin(between), std::end(between), std::begin(expected)));
+    kernels::scalar::filterFar({&first, across, 1}, pixel, kernels::Fourth::asItIs, 0, 1, between);
+    EXPECT_EQ(between[3], (44 - 128) * 64);
 }
 
 TEST(ResampleTwin, limitsColoursToTheirAlpha) {
