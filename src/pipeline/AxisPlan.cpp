@@ -81,7 +81,7 @@ RowFilter::RowFilter(const AxisPlan& plan) {
         for (std::size_t output = 0; output < outputs; ++output)
             dense = dense && firstOf(output + run - 1) - firstOf(output) <= static_cast<int>(run - 1) * 2;
 
-    const std::size_t multiple = dense ? 2 : 4;
+    const std::size_t multiple = dense ? 1 : 4;
     taps = (static_cast<std::size_t>(plan.taps()) + multiple - 1) / multiple * multiple;
     weightsPerTap = padded * 4;
     weights.assign(taps * weightsPerTap, 0);

@@ -55,22 +55,26 @@ HWY_INLINE void filterNearWith(const NearRow& row, const std::byte* pixels, Four
     const std::size_t step = hn::Lanes(wholePixels) / 2;
     const auto none = hn::Zero(bytes);
     const auto alwaysSet = hn::Set(wholePixels, bitsAlwaysSet(fourth));
+    const std::int32_t* HWY_RESTRICT pairs = row.pairs;
+    const std::int16_t* HWY_RESTRICT allWeights = row.weights;
+    const std::size_t weightsPerTap = row.weightsPerTap;
     for (std::size_t output = begin; output < end; output += step) {
-        const std::int32_t base = row.pairs[output * 2];
+        const std::int32_t base = pairs[output * 2];
         const auto places = hn::IndicesFromVec(
-            wholePixels, hn::Sub(hn::LoadU(indices, row.pairs + output * 2), hn::Set(indices, base)));
+            wholePixels, hn::Sub(hn::LoadU(indices, pairs + output * 2), hn::Set(indices, base)));
         const std::byte* from = pixels + static_cast<std::size_t>(base) * 4;
-        const std::int16_t* weights = row.weights + output * 4;
+        const std::int16_t* weights = allWeights + output * 4;
         auto evenSum = hn::Zero(values);
         auto oddSum = hn::Zero(values);
         for (std::size_t tap = 0; tap < taps; tap += 2) {
             const auto run = loadPixels(wholePixels, from + tap * 4, alwaysSet);
             const auto picked = hn::BitCast(bytes, hn::TableLookupLanes(run, places));
             const auto even = hn::BitCast(values, hn::InterleaveLower(bytes, none, picked));
-            const auto odd = hn::BitCast(values, hn::InterleaveUpper(bytes, none, picked));
-            const auto evenWeight = hn::LoadU(values, weights + tap * row.weightsPerTap);
-            const auto oddWeight = hn::LoadU(values, weights + (tap + 1) * row.weightsPerTap);
+            const auto evenWeight = hn::LoadU(values, weights + tap * weightsPerTap);
             evenSum = hn::Add(evenSum, hn::MulFixedPoint15(even, evenWeight));
+            if (tap + 1 == taps) break;
+            const auto odd = hn::BitCast(values, hn::InterleaveUpper(bytes, none, picked));
+            const auto oddWeight = hn::LoadU(values, weights + (tap + 1) * weightsPerTap);
             oddSum = hn::Add(oddSum, hn::MulFixedPoint15(odd, oddWeight));
         }
         hn::StoreU(hn::Add(evenSum, oddSum), values, into + (output - begin) * 4);
@@ -80,6 +84,7 @@ HWY_INLINE void filterNearWith(const NearRow& row, const std::byte* pixels, Four
 void filterNear(const NearRow& row, const std::byte* pixels, Fourth fourth, std::size_t begin, std::size_t end,
                 std::int16_t* into) {
     if (row.taps == 4) return filterNearWith<4>(row, pixels, fourth, begin, end, into);
+    if (row.taps == 5) return filterNearWith<5>(row, pixels, fourth, begin, end, into);
     if (row.taps == 6) return filterNearWith<6>(row, pixels, fourth, begin, end, into);
     filterNearWith<0>(row, pixels, fourth, begin, end, into);
 }

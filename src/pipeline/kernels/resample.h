@@ -26,7 +26,7 @@ struct NearRow {
     const std::int32_t* pairs;   ///< for outputs 2j and 2j+1 with first pixels f and g: f, g, f + 1, g + 1
     const std::int16_t* weights; ///< tap after tap; in each, four times the same weight for each output
     std::size_t weightsPerTap;
-    std::size_t taps; ///< even
+    std::size_t taps;
 };
 
 /// Horizontal pass where outputs lie dense: among eight in a row, the first pixels are at most 14 apart, among four at
