@@ -60,6 +60,8 @@ WORKLOADS = {
     "camera": ("still", (1920, 1080), True, False, 0.25),
     "everything": ("video", (1920, 1080), True, True, 0.35),
     "typing-2160p": ("typing", (3840, 2160), False, False, 0.2),
+    # The same beside a graph that, as Quillet does, lays out colours at full resolution.
+    "everything-rgb": ("video", (1920, 1080), True, True, None),
     "clock": ("clock", (1920, 1080), False, False, None),
     "clock-everything": ("clock", (1920, 1080), True, True, None),
     # How it grows.
@@ -175,26 +177,33 @@ class Other:
             tool("ffmpeg", "-loglevel", "error", "-f", "lavfi", "-i", "testsrc2=size=1280x720:rate=30:duration=2",
                  "-pix_fmt", "yuyv422", "-f", "rawvideo", camera)
             radius = BUBBLE / 2
+            with_alpha, plain, mix = self.formats()
             tool("ffmpeg", "-loglevel", "error", "-f", "lavfi", "-i", f"color=black:size={BUBBLE}x{BUBBLE}", "-vf",
                  f"format=gray,geq=lum='clip(({radius}-hypot(X+0.5-{radius}\\,Y+0.5-{radius}))*255+128\\,0\\,255)'",
                  "-frames:v", "1", disc)
             self.inputs += ["-thread_queue_size", "64", "-re", "-stream_loop", "-1", "-f", "rawvideo", "-pixel_format",
                             "yuyv422", "-video_size", "1280x720", "-framerate", "30", "-i", camera, "-i", disc]
-            self.graph += (f"[2:v]hflip,crop=720:720,scale={BUBBLE}:{BUBBLE}:flags=bicubic,format=yuva420p[face];"
-                           f"[face][3:v]alphamerge[circle];[0:v]format=yuv420p[screen];[screen][circle]overlay="
-                           f"{width - BUBBLE_FROM_CORNER}:{height - BUBBLE_FROM_CORNER}[picture];")
+            self.graph += (f"[2:v]hflip,crop=720:720,scale={BUBBLE}:{BUBBLE}:flags=bicubic,format={with_alpha}[face];"
+                           f"[face][3:v]alphamerge[circle];[0:v]format={plain}[screen];[screen][circle]overlay="
+                           f"{width - BUBBLE_FROM_CORNER}:{height - BUBBLE_FROM_CORNER}{mix}[picture];")
             picture = "picture"
         if job["beautify"]:
             hole, inset = self.frame_with_hole()
             self.inputs += ["-i", hole]
             number = 4 if job["camera"] else 2
-            self.look = (f"scale={inset[2]}:{inset[3]}:flags=bicubic,format=yuv420p,"
-                         f"pad={width}:{height}:{inset[0]}:{inset[1]}")
-            self.graph += f"[{picture}]{self.look}[small];[small][{number}:v]overlay=0:0[out]"
+            _, plain, mix = self.formats()
+            # Of its scalers the one whose result is nearest to ours.
+            self.look = (f"scale={inset[2]}:{inset[3]}:flags=bicubic,format={plain},"
+                         f"pad={width}:{height}:{inset[0]}:{inset[1]}[small];[small][{{}}:v]overlay=0:0{mix}")
+            self.graph += f"[{picture}]{self.look.format(number)}[out]"
             self.hole = hole
             picture = "out"
         self.map = ["-map", f"[{picture}]" if self.graph else "0:v", "-map", "1:a"]
         self.film = folder / "other.mp4"
+
+    def formats(self):
+        """Of pictures with and without transparency, and how the graph is told to lay one over the other in them."""
+        return ("bgra", "bgra", ":format=rgb") if self.job["rgb"] else ("yuva420p", "yuv420p", "")
 
     def frame_with_hole(self):
         """The default look's backdrop and shadow, transparent where the screen belongs, and where that is."""
@@ -242,11 +251,12 @@ class Other:
             self.process.kill()
             self.process.wait()
 
-    def look_of(self, sources):
-        """The filters that give pictures this recorder's look, as inputs and graph."""
+    def look_of(self, halve_colours):
+        """The filters that give pictures this recorder's look, that one of them among them, as inputs and graph."""
         if not self.job["beautify"]:
-            return [], "null"
-        return ["-i", self.hole], f"{self.look}[small];[small][1:v]overlay=0:0"
+            return [], halve_colours
+        look = self.look.format(1)
+        return ["-i", self.hole], f"{look},{halve_colours}" if self.job["rgb"] else f"{halve_colours},{look}"
 
 
 class Quillet:
@@ -315,8 +325,8 @@ class Quillet:
     def end(self):
         self.program.end()
 
-    def look_of(self, sources):
-        return [], "null"
+    def look_of(self, halve_colours):
+        return [], halve_colours
 
 
 class Film:
@@ -383,11 +393,11 @@ class Film:
         shown = [self.numbers[place] or 0 for place in places]
         own_look = ["--beautified"] if self.job["beautify"] and recorder.name == "Quillet" else []
         raw = tool(WORKLOAD, self.job["scene"], f"{width}x{height}", "--render", ",".join(map(str, shown)), *own_look)
-        inputs, graph = recorder.look_of(raw)
+        inputs, graph = recorder.look_of(f"scale=flags=accurate_rnd+full_chroma_int:out_color_matrix={recorder.matrix}:"
+                                         "out_range=tv,format=yuv420p")
         source = tool("ffmpeg", "-loglevel", "error", "-f", "rawvideo", "-pixel_format", "bgra", "-video_size",
                       f"{width}x{height}", "-i", "-", *inputs, "-filter_complex",
-                      f"[0]scale=flags=accurate_rnd+full_chroma_int:out_color_matrix={recorder.matrix}:out_range=tv,"
-                      f"format=yuv420p,{graph},{gray}[out]", "-map", "[out]", "-f", "rawvideo", "-", stdin=raw)
+                      f"[0]{graph},{gray}[out]", "-map", "[out]", "-f", "rawvideo", "-", stdin=raw)
         (folder / "film.gray").write_bytes(film)
         (folder / "source.gray").write_bytes(source)
         assert len(film) == len(source), (len(film), len(source), places)
@@ -531,6 +541,7 @@ def main():
     for name in options.workloads or (["clock"] if options.promptness else ORDINARY):
         scene, size, camera, beautify, _ = WORKLOADS[name]
         job = {"name": name, "scene": scene, "size": size, "camera": camera, "beautify": beautify,
+               "rgb": name.endswith("-rgb"),
                "runs": options.runs, "seconds": options.seconds or (60 if options.promptness else 10),
                "only": options.only, "promptness": options.promptness,
                "press": options.press if options.promptness else "bus",
