@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <deque>
+#include <utility>
 #include <vector>
 
 namespace quillet {
@@ -37,7 +38,8 @@ public:
     std::optional<Error> encode(const VideoEncoderPicture&, std::int64_t, PictureKind kind,
                                 const Output& output) override {
         const double share = obeys ? paces.at(static_cast<std::size_t>(haste)) : 1;
-        now += std::chrono::duration_cast<nanoseconds>(period * cost * share * (kind == PictureKind::key ? 2.5 : 1));
+        now += std::chrono::duration_cast<nanoseconds>(period * cost * share * (kind == PictureKind::key ? 2.5 : 1) *
+                                                       std::exchange(firstTimes, 1));
         output({bytes, kind == PictureKind::key});
         return std::nullopt;
     }
@@ -48,6 +50,7 @@ public:
     std::optional<Error> drain(const Output&) override { return std::nullopt; }
 
     double cost = 0.5; ///< frame periods a picture takes
+    double firstTimes = 1; ///< the first one so many times as long
     bool obeys = true;
     Haste haste = Haste::none;
     int changes = 0;
@@ -148,6 +151,25 @@ TEST(HasteControl, staysCalmWhereThePaceIsKept) {
         EXPECT_EQ(machine.encoder->changes, 0) << cost;
         EXPECT_EQ(machine.lost, 0) << cost;
     }
+}
+
+TEST(HasteControl, doesNotHurryForTheFirstPicture) {
+    SlowMachine machine;
+    machine.encoder->cost = 0.7;
+    machine.encoder->firstTimes = 2; // 3.5 periods: three pictures wait when it is done
+    machine.play(5);
+    EXPECT_EQ(machine.encoder->changes, 0);
+    EXPECT_EQ(machine.lost, 0);
+}
+
+TEST(HasteControl, takesTheLastStepBackWhereThePaceIsJustKept) {
+    SlowMachine machine;
+    machine.encoder->cost = 1.6;
+    machine.play(5);
+    ASSERT_GT(machine.encoder->haste, Haste::none);
+    machine.encoder->cost = 0.75; // 0.68 with the least haste, and 0.6 with more
+    machine.play(60);
+    EXPECT_EQ(machine.encoder->haste, Haste::none);
 }
 
 TEST(HasteControl, hurriesNoMoreThanItMust) {

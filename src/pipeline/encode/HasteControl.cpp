@@ -1,6 +1,7 @@
 #include "pipeline/encode/HasteControl.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace quillet {
 
@@ -11,8 +12,9 @@ namespace {
 constexpr double fading = 0.8;
 // The share of the time that may be used up before a queue that fills is the encoder's fault.
 constexpr double busy = 0.85;
-// A step back costs a third more at most (measured on video), which must fit as well.
+// A step back costs a third more at most, the last one a sixth (measured on video), which must fit as well.
 constexpr double roomy = 0.6;
+constexpr double roomyForAll = 0.7;
 constexpr double leastPatience = 1;
 constexpr double mostPatience = 16;
 // A return that had to be taken back within this time was one too soon.
@@ -50,6 +52,7 @@ Haste HasteControl::after(std::int64_t microseconds, std::chrono::nanoseconds ta
     const double now = static_cast<double>(microseconds) / 1e6;
     const double had = std::clamp(now - lastTime, period, longestPeriod);
     lastTime = now;
+    if (std::exchange(isFirst, false)) return haste;
     secondsTaken = secondsTaken * fading + std::chrono::duration<double>(taken).count();
     secondsHad = secondsHad * fading + had;
     const double load = secondsTaken / secondsHad;
@@ -57,7 +60,7 @@ Haste HasteControl::after(std::int64_t microseconds, std::chrono::nanoseconds ta
 
     if (sinceChange > settling && ((waiting >= 2 && load > busy) || (waiting >= 1 && load > 1)))
         hurry(now);
-    else if (waiting > 0 || load > roomy)
+    else if (waiting > 0 || load > (haste <= Haste::some ? roomyForAll : roomy))
         calm = 0;
     else if ((calm += had) >= patience)
         relax(now);

@@ -13,7 +13,8 @@ namespace quillet {
 /// the queue in front of the encoder fills and the encoder is the reason, and one step less when there would have been
 /// room for a second or so; longer, up to 16 seconds, where the last return had to be taken back soon after.
 ///
-/// One large picture now and then (a key picture) is no reason to hurry.
+/// One large picture now and then (a key picture) is no reason to hurry, nor is a film's first, for which the encoder
+/// sees all of its memory for the first time.
 ///
 /// Threads: a value, no locks.
 class HasteControl {
@@ -31,6 +32,7 @@ private:
 
     double period; // all of these in seconds
     double lastTime = 0;
+    bool isFirst = true;
     double secondsTaken = 0; // both fade away
     double secondsHad = 0;
     double calm = 0; // how long there has been room
