@@ -27,6 +27,9 @@ PixelRect wholeRegion(const Rect& cropRect) {
     return {0, 0, region.width, region.height};
 }
 
+// A view of the screen instead of a drawing is worth it from one of this many parts of the region on.
+constexpr std::int64_t leastShareOfView = 2;
+
 } // namespace
 
 struct Compositor::Implementation {
@@ -45,6 +48,14 @@ struct Compositor::Implementation {
     }
     std::optional<PlacedCircle> place(const PixelBuffer* cameraFrame, std::optional<Rect> cameraRect);
     void moveCircle(const std::optional<PlacedCircle>& circle);
+    /// Takes note of what is to be shown, and says where the circle is.
+    std::optional<PlacedCircle> begin(const PixelBuffer& screen, const PixelBuffer* cameraFrame,
+                                      std::optional<Rect> cameraRect);
+    void draw(const PixelBuffer& screen, const std::optional<PlacedCircle>& circle, PixelBuffer& into);
+    [[nodiscard]] bool isMostlyDamaged() const;
+    PixelBufferRef view(const ConstPixelBufferRef& screen);
+    /// Says in the frame what it holds.
+    void finish(PixelBuffer& shown);
 
     const Rect cropRect;
     const PixelRect whole;
@@ -60,6 +71,7 @@ struct Compositor::Implementation {
     PixelRegion damaged; // output pixels that may have changed since the last render
     bool everything = true;
     ContentHistory history;
+    std::weak_ptr<const PixelBuffer> lastView;
 };
 
 void Compositor::Implementation::damageRegion(const PixelRect& part) {
@@ -124,34 +136,84 @@ Compositor::~Compositor() = default;
 
 Size Compositor::outputSize() const { return implementation->cropRect.size(); }
 
-void Compositor::render(const PixelBuffer& screen, const PixelBuffer* camera, std::optional<Rect> cameraRect,
-                        PixelBuffer& into) {
-    Implementation& my = *implementation;
-    if (into.bounds() != my.whole) fatal("an output frame of another size than the region's");
-    my.note(screen);
-    const std::optional<PlacedCircle> circle = my.place(camera, cameraRect);
-    my.moveCircle(circle);
-    my.history.advance(my.damaged);
+std::optional<PlacedCircle> Compositor::Implementation::begin(const PixelBuffer& screen, const PixelBuffer* cameraFrame,
+                                                              std::optional<Rect> cameraRect) {
+    note(screen);
+    std::optional<PlacedCircle> circle = place(cameraFrame, cameraRect);
+    moveCircle(circle);
+    return circle;
+}
 
-    const ScreenPicture picture{screen, toMemoryRows(my.cropRect, screen.height()), circle ? &my.camera : nullptr,
+void Compositor::Implementation::draw(const PixelBuffer& screen, const std::optional<PlacedCircle>& circle,
+                                      PixelBuffer& into) {
+    if (into.bounds() != whole) fatal("an output frame of another size than the region's");
+    history.advance(damaged);
+    const ScreenPicture picture{screen, toMemoryRows(cropRect, screen.height()), circle ? &camera : nullptr,
                                 circle ? circle->square.x : 0, circle ? circle->square.y : 0};
-    for (const PixelRect& part : my.history.staleIn(into, my.whole).rects()) {
-        if (my.frame) {
-            my.frame->draw(part, picture, into);
+    for (const PixelRect& part : history.staleIn(into, whole).rects()) {
+        if (frame) {
+            frame->draw(part, picture, into);
             continue;
         }
         for (int y = part.y; y < part.bottom(); ++y)
             picture.writeRow(y, part.x, part.right(), into.row(y) + static_cast<std::size_t>(part.x) * 4);
     }
-    my.history.noteDrawn(into);
+    history.noteDrawn(into);
     into.alpha = Alpha::premultiplied;
-    into.sequence = my.history.current();
-    if (my.everything)
-        into.damage.reset();
+    finish(into);
+}
+
+void Compositor::Implementation::finish(PixelBuffer& shown) {
+    shown.sequence = history.current();
+    if (everything)
+        shown.damage.reset();
     else
-        into.damage = my.damaged;
-    my.damaged.clear();
-    my.everything = false;
+        shown.damage = damaged;
+    damaged.clear();
+    everything = false;
+}
+
+bool Compositor::Implementation::isMostlyDamaged() const {
+    std::int64_t pixels = 0;
+    for (const PixelRect& part : damaged.rects())
+        pixels += part.area();
+    return pixels * leastShareOfView > whole.area();
+}
+
+/// Null where the region has to be drawn, or would better be.
+PixelBufferRef Compositor::Implementation::view(const ConstPixelBufferRef& screen) {
+    // The source gets its frame back late, so it is not to miss more than one, nor one for little.
+    if (frame || !isMostlyDamaged() || !lastView.expired()) return nullptr;
+    const PixelRect region = toMemoryRows(cropRect, screen->height());
+    const std::size_t offset = static_cast<std::size_t>(region.x) * 4;
+    if (!screen->bounds().contains(region) || offset % PixelBuffer::rowAlignmentBytes != 0) return nullptr;
+    // Nobody writes to it: whoever gets it cannot, and this class does so only to frames of its caller's.
+    auto* const base = const_cast<std::byte*>(screen->row(region.y)) + offset;
+    PixelBufferRef made =
+        PixelBuffer::wrap(base, screen->strideBytes(), region.width, region.height, [held = screen] {});
+    made->alpha = screen->alpha;
+    lastView = made;
+    return made;
+}
+
+void Compositor::render(const PixelBuffer& screen, const PixelBuffer* camera, std::optional<Rect> cameraRect,
+                        PixelBuffer& into) {
+    const std::optional<PlacedCircle> circle = implementation->begin(screen, camera, cameraRect);
+    implementation->draw(screen, circle, into);
+}
+
+ConstPixelBufferRef Compositor::show(const ConstPixelBufferRef& screen, const PixelBuffer* camera,
+                                     std::optional<Rect> cameraRect, const std::function<PixelBufferRef()>& acquire) {
+    Implementation& my = *implementation;
+    const std::optional<PlacedCircle> circle = my.begin(*screen, camera, cameraRect);
+    if (PixelBufferRef view = circle ? nullptr : my.view(screen)) {
+        my.history.advance(my.damaged);
+        my.finish(*view);
+        return view;
+    }
+    PixelBufferRef into = acquire();
+    if (into) my.draw(*screen, circle, *into);
+    return into;
 }
 
 void Compositor::skip(const PixelBuffer& screen) { implementation->note(screen); }

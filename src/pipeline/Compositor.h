@@ -6,6 +6,7 @@
 #include "pipeline/BeautifySettings.h"
 #include "pipeline/CircleShelf.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -17,7 +18,7 @@ namespace quillet {
 ///
 /// Output frames carry `sequence` (1, 2, 3, … for each render) and `damage` against the render before, for the encoder.
 ///
-/// Threads: one thread at a time; frames are only read while render() runs.
+/// Threads: one thread at a time; frames are only read while render() runs, but for the one that a view shows.
 class Compositor {
 public:
     /// `cropRect`: the region, whole display pixels, origin at the display's bottom left, y up; it may reach beyond the
@@ -32,6 +33,13 @@ public:
     /// the one before is redrawn only where its `damage` says; any other is drawn whole.
     void render(const PixelBuffer& screen, const PixelBuffer* camera, std::optional<Rect> cameraRect,
                 PixelBuffer& into);
+
+    /// The same into a frame of `acquire`, or, where most of the region is new and shows the screen as it is, without a
+    /// drawing: a view of the screen frame, which is held until the view is let go. Of views there is one at a time.
+    /// Null when a frame was needed and `acquire` had none; what was to be shown is then noted, as by skip().
+    [[nodiscard]] ConstPixelBufferRef show(const ConstPixelBufferRef& screen, const PixelBuffer* camera,
+                                           std::optional<Rect> cameraRect,
+                                           const std::function<PixelBufferRef()>& acquire);
 
     /// Takes note of a screen frame that is not rendered (no output frame was to be had), so that the next one is still
     /// drawn only where something changed.

@@ -87,7 +87,7 @@ void RecordingSession::start(std::set<std::uint32_t> excludeWindowIDs,
             if (self && self->sound) self->sound->pushMicrophone(std::move(buffer));
         });
     screen.onScreenFrame = [weak](const ConstPixelBufferRef& frame, MediaTime time) {
-        if (const auto self = weak.lock()) self->handleScreenFrame(*frame, time);
+        if (const auto self = weak.lock()) self->handleScreenFrame(frame, time);
     };
     screen.onSystemAudio = [weak](AudioSampleBuffer buffer) {
         const auto self = weak.lock();
@@ -107,7 +107,7 @@ void RecordingSession::start(std::set<std::uint32_t> excludeWindowIDs,
     screen.start(layout.displayID, layout.displayPixelSize, fps, std::move(excludeWindowIDs), std::move(completion));
 }
 
-void RecordingSession::handleScreenFrame(const PixelBuffer& frame, MediaTime presentationTime) {
+void RecordingSession::handleScreenFrame(const ConstPixelBufferRef& frame, MediaTime presentationTime) {
     const std::lock_guard guard(appendLock);
     if (finished) return;
     if (!videoStartTime) {
@@ -116,11 +116,9 @@ void RecordingSession::handleScreenFrame(const PixelBuffer& frame, MediaTime pre
         keepTime();
     }
     // A picture that would find no room is not even drawn: it would take time from those that wait.
-    const PixelBufferRef target = writer->isReadyForMoreVideo() ? pool->acquire() : nullptr;
-    if (!target) {
-        compositor->skip(frame);
-        noteDrop();
-        return;
+    if (!writer->isReadyForMoreVideo()) {
+        compositor->skip(*frame);
+        return noteDrop();
     }
     std::optional<Rect> cameraRect;
     {
@@ -128,8 +126,9 @@ void RecordingSession::handleScreenFrame(const PixelBuffer& frame, MediaTime pre
         cameraRect = liveCameraRect;
     }
     const ConstPixelBufferRef cameraFrame = camera ? camera->latestFrame() : nullptr;
-    compositor->render(frame, cameraFrame.get(), cameraRect, *target);
-    if (!writer->appendVideo(target, presentationTime)) return noteDrop();
+    const ConstPixelBufferRef picture =
+        compositor->show(frame, cameraFrame.get(), cameraRect, [this] { return pool->acquire(); });
+    if (!picture || !writer->appendVideo(picture, presentationTime)) return noteDrop();
     ++counts.written;
     lacksNewest = false;
 }

@@ -93,7 +93,7 @@ private:
     RecordingSession(const RecordingOptions& options, RecordingEnvironment environment);
     ~RecordingSession();
 
-    void handleScreenFrame(const PixelBuffer& frame, MediaTime presentationTime);
+    void handleScreenFrame(const ConstPixelBufferRef& frame, MediaTime presentationTime);
     void appendAudio(AudioSampleBuffer buffer);
     void keepTime();
     void noteDrop();

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <deque>
 #include <random>
+#include <string_view>
 
 namespace quillet {
 namespace {
@@ -93,15 +94,31 @@ testing::AssertionResult damageCovers(const PixelBuffer& frame, const PixelBuffe
     return testing::AssertionSuccess();
 }
 
+bool isWithin(const PixelBuffer& frame, const PixelBuffer& screen) {
+    return frame.row(0) >= screen.row(0) && frame.row(0) < screen.row(screen.height());
+}
+
+/// Alike in every colour; a drawn frame is opaque where the other's fourth bytes are ignored.
+testing::AssertionResult samePicture(const PixelBuffer& found, const PixelBuffer& expected) {
+    if (found.alpha != Alpha::ignored) return painted::samePixels(found, expected);
+    const PixelBufferRef opaque = painted::frame(found.width(), found.height(), [&](int x, int y) {
+        painted::Pixel pixel = painted::pixelAt(found, x, y);
+        pixel.alpha = 255;
+        return pixel;
+    });
+    return painted::samePixels(*opaque, expected);
+}
+
 TEST_P(DamagedRecording, equalsAFullRedrawBitForBit) {
     const Recording& recording = GetParam();
     screen->alpha = recording.alpha;
     screen->sequence = 1;
     Compositor compositor(recording.region, recording.mirrored, recording.beautify);
     const auto pool = PixelBufferPool::make(compositor.outputSize());
-    std::vector<PixelBufferRef> held;
+    std::vector<ConstPixelBufferRef> held;
     PixelBufferRef last;
     int partial = 0;
+    int views = 0;
     for (int step = 0; step < 400; ++step) {
         nextScreenFrame();
         if (cameras.empty() || chance(30)) nextCameraFrame();
@@ -116,21 +133,34 @@ TEST_P(DamagedRecording, equalsAFullRedrawBitForBit) {
         }
         if (chance(1)) screen->alpha = screen->alpha == Alpha::ignored ? Alpha::premultiplied : Alpha::ignored;
 
-        const PixelBufferRef into = chance(4) ? painted::flat(static_cast<int>(recording.region.width),
-                                                              static_cast<int>(recording.region.height), {1, 2, 3, 4})
-                                              : pool->acquire();
-        ASSERT_TRUE(into);
-        compositor.render(*screen, camera, bubble, *into);
+        const auto acquire = [&] {
+            return chance(4) ? painted::flat(static_cast<int>(recording.region.width),
+                                             static_cast<int>(recording.region.height), {1, 2, 3, 4})
+                             : pool->acquire();
+        };
+        ConstPixelBufferRef into;
+        if (chance(50)) {
+            into = compositor.show(screen, camera, bubble, acquire);
+            views += isWithin(*into, *screen);
+        } else {
+            const PixelBufferRef target = acquire();
+            compositor.render(*screen, camera, bubble, *target);
+            into = target;
+        }
         partial += into->damage.has_value();
 
         const PixelBufferRef expected = PixelBuffer::make(into->width(), into->height());
         Compositor(recording.region, recording.mirrored, recording.beautify).render(*screen, camera, bubble, *expected);
-        ASSERT_TRUE(painted::samePixels(*into, *expected)) << "step " << step;
+        ASSERT_TRUE(samePicture(*into, *expected)) << "step " << step;
         ASSERT_TRUE(!last || (damageCovers(*expected, *last) && damageCovers(*into, *last))) << "step " << step;
         last = expected;
         held.push_back(into);
     }
     EXPECT_GT(partial, 100) << "most frames are drawn in part";
+    if (recording.name == std::string_view("plainOpaque"))
+        EXPECT_GT(views, 5);
+    else
+        EXPECT_EQ(views, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -148,6 +178,96 @@ INSTANTIATE_TEST_SUITE_P(
         Recording{"beautifiedTiny", {21, 17, 64, 48}, BeautifySettings{0, 0.1, 0.31, true}, Alpha::ignored, false},
         Recording{"beautifiedWhole", {0, 0, 150, 110}, BeautifySettings{8, 0, 0, true}, Alpha::ignored, false}),
     [](const auto& parameter) { return parameter.param.name; });
+
+/// A plain recording of a part of a screen that changes everywhere.
+class CompositorView : public testing::Test {
+protected:
+    CompositorView() { screen->alpha = Alpha::ignored; }
+
+    ConstPixelBufferRef show(const PixelBuffer* camera = nullptr, std::optional<Rect> place = std::nullopt) {
+        ++screen->sequence;
+        return compositor->show(screen, camera, place, [this] {
+            ++acquired;
+            return PixelBuffer::make(64, 24);
+        });
+    }
+
+    PixelBufferRef screen = painted::frame(96, 40, painted::speckle);
+    std::optional<Compositor> compositor{std::in_place, Rect{16, 8, 64, 24}, false, std::nullopt};
+    int acquired = 0;
+};
+
+TEST_F(CompositorView, showsTheScreenItselfWhereMostOfItIsNew) {
+    const ConstPixelBufferRef shown = show();
+    EXPECT_EQ(acquired, 0);
+    EXPECT_EQ(shown->bounds(), (PixelRect{0, 0, 64, 24}));
+    EXPECT_EQ(shown->row(0), screen->row(8) + std::ptrdiff_t{16} * 4);
+    EXPECT_EQ(shown->strideBytes(), screen->strideBytes());
+    EXPECT_EQ(shown->alpha, Alpha::ignored);
+    EXPECT_FALSE(shown->damage);
+}
+
+TEST_F(CompositorView, saysWhereItDiffersFromTheFrameBefore) {
+    const std::uint64_t first = show()->sequence;
+    screen->damage.emplace();
+    screen->damage->add({0, 8, 96, 16});
+    const ConstPixelBufferRef shown = show();
+    EXPECT_EQ(acquired, 0);
+    EXPECT_EQ(shown->sequence, first + 1);
+    ASSERT_TRUE(shown->damage);
+    EXPECT_EQ(shown->damage->bounds(), (PixelRect{0, 0, 64, 16}));
+}
+
+TEST_F(CompositorView, keepsTheScreensFrameForAsLong) {
+    ConstPixelBufferRef shown = show();
+    EXPECT_EQ(screen.use_count(), 2);
+    shown.reset();
+    EXPECT_EQ(screen.use_count(), 1);
+}
+
+TEST_F(CompositorView, isOneAtATime) {
+    const ConstPixelBufferRef first = show();
+    const ConstPixelBufferRef second = show();
+    EXPECT_EQ(acquired, 1);
+    EXPECT_FALSE(isWithin(*second, *screen));
+    EXPECT_TRUE(samePicture(*first, *second));
+}
+
+TEST_F(CompositorView, isNotWorthItForLittle) {
+    show();
+    screen->damage.emplace();
+    screen->damage->add({16, 8, 64, 12});
+    EXPECT_FALSE(isWithin(*show(), *screen)) << "half";
+    screen->damage->add({16, 20, 64, 1});
+    EXPECT_TRUE(isWithin(*show(), *screen)) << "a little more than half";
+}
+
+TEST_F(CompositorView, givesWayToACircle) {
+    const PixelBufferRef camera = painted::flat(20, 20, {0, 255, 0, 255});
+    camera->sequence = 1;
+    EXPECT_FALSE(isWithin(*show(camera.get(), Rect{30, 12, 10, 10}), *screen));
+    EXPECT_TRUE(isWithin(*show(camera.get(), Rect{-300, 12, 10, 10}), *screen)) << "far outside";
+    EXPECT_TRUE(isWithin(*show(), *screen)) << "where the circle was is new, and the rest by itself";
+}
+
+TEST_F(CompositorView, isNoneWhereRowsWouldStandAtOtherPlaces) {
+    compositor.emplace(Rect{17, 8, 64, 24}, false, std::nullopt);
+    EXPECT_FALSE(isWithin(*show(), *screen));
+}
+
+TEST_F(CompositorView, losesNothingWhereNoFrameIsToBeHad) {
+    const ConstPixelBufferRef held = show();
+    painted::setPixel(*screen, 20, 10, {7, 8, 9, 255});
+    screen->damage.emplace();
+    screen->damage->add({20, 10, 1, 1});
+    ++screen->sequence;
+    EXPECT_EQ(compositor->show(screen, nullptr, std::nullopt, [] { return PixelBufferRef(); }), nullptr);
+    screen->damage->clear();
+    const ConstPixelBufferRef next = show();
+    ASSERT_TRUE(next->damage);
+    EXPECT_TRUE(next->damage->intersects({4, 2, 1, 1}));
+    EXPECT_EQ(painted::pixelAt(*next, 4, 2), (painted::Pixel{7, 8, 9, 255}));
+}
 
 TEST(CompositorDamage, drawsWholeIntoAFrameOfAnotherCompositor) {
     const PixelBufferRef screen = painted::flat(40, 30, {1, 2, 3, 255});
