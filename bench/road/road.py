@@ -379,7 +379,7 @@ class Film:
             return 0.0
         return 1 - len(seen) / (max(seen) - min(seen) + 1)
 
-    def likeness(self, recorder, folder, count=6):
+    def likeness(self, recorder, folder, count=24):
         """SSIM of the luma of some pictures against their source, the median."""
         # Not the first ones, in which rate control finds its way.
         places = sorted({self.pictures * (3 + i) // (count + 3) for i in range(count)})

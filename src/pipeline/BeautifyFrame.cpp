@@ -119,7 +119,8 @@ void BeautifyFrame::drawPicture(const PixelRect& part, const ScreenPicture& pict
         part.offsetBy(-pictureBounds.x, -pictureBounds.y),
         [&](int row, int begin, int end, std::byte* room) -> ImageScaler::SourceRow {
             if (const std::byte* pixels = picture.plainRow(row, begin, end, ImageScaler::overread))
-                return {pixels, picture.screen.alpha == Alpha::ignored ? kernels::Fourth::opaque : kernels::Fourth::asItIs};
+                return {pixels,
+                        picture.screen.alpha == Alpha::ignored ? kernels::Fourth::opaque : kernels::Fourth::asItIs};
             picture.writeRow(row, begin, end, room + bytes(begin));
             return {room};
         },

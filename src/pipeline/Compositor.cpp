@@ -48,7 +48,7 @@ struct Compositor::Implementation {
     }
     std::optional<PlacedCircle> place(const PixelBuffer* cameraFrame, std::optional<Rect> cameraRect);
     void moveCircle(const std::optional<PlacedCircle>& circle);
-    /// Takes note of what is to be shown, and says where the circle is.
+    /// Reader note of what is to be shown, and says where the circle is.
     std::optional<PlacedCircle> begin(const PixelBuffer& screen, const PixelBuffer* cameraFrame,
                                       std::optional<Rect> cameraRect);
     void draw(const PixelBuffer& screen, const std::optional<PlacedCircle>& circle, PixelBuffer& into);
@@ -182,7 +182,7 @@ bool Compositor::Implementation::isMostlyDamaged() const {
 
 /// Null where the region has to be drawn, or would better be.
 PixelBufferRef Compositor::Implementation::view(const ConstPixelBufferRef& screen) {
-    // The source gets its frame back late, so it is not to miss more than one, nor one for little.
+    // A source that misses its frame copies what it needs of it: never more than one, and none for little.
     if (frame || !isMostlyDamaged() || !lastView.expired()) return nullptr;
     const PixelRect region = toMemoryRows(cropRect, screen->height());
     const std::size_t offset = static_cast<std::size_t>(region.x) * 4;
@@ -203,15 +203,15 @@ void Compositor::render(const PixelBuffer& screen, const PixelBuffer* camera, st
 }
 
 ConstPixelBufferRef Compositor::show(const ConstPixelBufferRef& screen, const PixelBuffer* camera,
-                                     std::optional<Rect> cameraRect, const std::function<PixelBufferRef()>& acquire) {
+                                     std::optional<Rect> cameraRect, const Reader& reader) {
     Implementation& my = *implementation;
     const std::optional<PlacedCircle> circle = my.begin(*screen, camera, cameraRect);
-    if (PixelBufferRef view = circle ? nullptr : my.view(screen)) {
+    if (PixelBufferRef view = circle || !reader.isPrompt ? nullptr : my.view(screen)) {
         my.history.advance(my.damaged);
         my.finish(*view);
         return view;
     }
-    PixelBufferRef into = acquire();
+    PixelBufferRef into = reader.acquire();
     if (into) my.draw(*screen, circle, *into);
     return into;
 }

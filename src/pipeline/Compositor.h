@@ -34,15 +34,19 @@ public:
     void render(const PixelBuffer& screen, const PixelBuffer* camera, std::optional<Rect> cameraRect,
                 PixelBuffer& into);
 
-    /// The same into a frame of `acquire`, or, where most of the region is new and shows the screen as it is, without a
-    /// drawing: a view of the screen frame, which is held until the view is let go. Of views there is one at a time.
-    /// Null when a frame was needed and `acquire` had none; what was to be shown is then noted, as by skip().
+    struct Reader {
+        std::function<PixelBufferRef()> acquire; ///< a frame to draw into, or null
+        bool isPrompt = true;                    ///< whether what is shown will be read and let go at once
+    };
+    /// The same into a frame of `acquire`; or, for a prompt reader, where most of the region is new and shows the
+    /// screen as it is, without a drawing: a view of the screen frame, which is held until the view is let go. Of views
+    /// there is one at a time. Null when a frame was needed and `acquire` had none; what was to be shown is then noted,
+    /// as by skip().
     [[nodiscard]] ConstPixelBufferRef show(const ConstPixelBufferRef& screen, const PixelBuffer* camera,
-                                           std::optional<Rect> cameraRect,
-                                           const std::function<PixelBufferRef()>& acquire);
+                                           std::optional<Rect> cameraRect, const Reader& reader);
 
-    /// Takes note of a screen frame that is not rendered (no output frame was to be had), so that the next one is still
-    /// drawn only where something changed.
+    /// Reader note of a screen frame that is not rendered (no output frame was to be had), so that the next one is
+    /// still drawn only where something changed.
     void skip(const PixelBuffer& screen);
 
     [[nodiscard]] Size outputSize() const;

@@ -22,7 +22,8 @@ public:
         kernels::Fourth fourth = kernels::Fourth::asItIs;
     };
     /// The pixels `begin` to `end` of a row of the source: either where they lie, with `overread` more that can be read
-    /// behind them, or written to their places in `room`, which has pixel 0 at its beginning. In use until the next call.
+    /// behind them, or written to their places in `room`, which has pixel 0 at its beginning. In use until the next
+    /// call.
     using RowReader = std::function<SourceRow(int row, int begin, int end, std::byte* room)>;
 
     ImageScaler(AxisPlan across, AxisPlan down);

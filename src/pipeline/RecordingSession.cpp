@@ -127,7 +127,8 @@ void RecordingSession::handleScreenFrame(const ConstPixelBufferRef& frame, Media
     }
     const ConstPixelBufferRef cameraFrame = camera ? camera->latestFrame() : nullptr;
     const ConstPixelBufferRef picture =
-        compositor->show(frame, cameraFrame.get(), cameraRect, [this] { return pool->acquire(); });
+        compositor->show(frame, cameraFrame.get(), cameraRect,
+                         {.acquire = [this] { return pool->acquire(); }, .isPrompt = writer->isWaitingForVideo()});
     if (!picture || !writer->appendVideo(picture, presentationTime)) return noteDrop();
     ++counts.written;
     lacksNewest = false;

@@ -147,6 +147,11 @@ bool RecordingWriter::isReadyForMoreVideo() const {
     return implementation->pictureCount < pictureCapacity;
 }
 
+bool RecordingWriter::isWaitingForVideo() const {
+    const std::scoped_lock lock(implementation->mutex);
+    return implementation->pictureCount == 0;
+}
+
 bool RecordingWriter::appendVideo(ConstPixelBufferRef frame, MediaTime time) {
     Implementation& shared = *implementation;
     if (frame->width() != shared.width || frame->height() != shared.height)

@@ -23,8 +23,8 @@ namespace quillet {
 /// ready means that there is room in them. Appends never wait and never raise an error; what cannot be taken is
 /// dropped.
 ///
-/// Threads: start, append…, advance and finish are serialised by the caller's lock; isReadyForMoreVideo and error from
-/// any.
+/// Threads: start, append…, advance and finish are serialised by the caller's lock; isReadyForMoreVideo,
+/// isWaitingForVideo and error from any.
 class RecordingWriter {
 public:
     using Completion = std::function<void(std::optional<std::filesystem::path>, std::optional<Error>)>;
@@ -44,6 +44,8 @@ public:
     [[nodiscard]] bool started() const;
 
     [[nodiscard]] bool isReadyForMoreVideo() const;
+    /// Whether a frame that is appended now is read before any other: within the time of one picture.
+    [[nodiscard]] bool isWaitingForVideo() const;
     /// Takes the frame by reference until it is encoded; false (and nothing kept but its damage) when not started,
     /// failed, full, or `time` is not after the last frame's.
     bool appendVideo(ConstPixelBufferRef frame, MediaTime time);

@@ -140,7 +140,7 @@ TEST_P(DamagedRecording, equalsAFullRedrawBitForBit) {
         };
         ConstPixelBufferRef into;
         if (chance(50)) {
-            into = compositor.show(screen, camera, bubble, acquire);
+            into = compositor.show(screen, camera, bubble, {acquire, chance(90)});
             views += isWithin(*into, *screen);
         } else {
             const PixelBufferRef target = acquire();
@@ -186,15 +186,19 @@ protected:
 
     ConstPixelBufferRef show(const PixelBuffer* camera = nullptr, std::optional<Rect> place = std::nullopt) {
         ++screen->sequence;
-        return compositor->show(screen, camera, place, [this] {
-            ++acquired;
-            return PixelBuffer::make(64, 24);
-        });
+        return compositor->show(screen, camera, place,
+                                {.acquire =
+                                     [this] {
+                                         ++acquired;
+                                         return PixelBuffer::make(64, 24);
+                                     },
+                                 .isPrompt = isPrompt});
     }
 
     PixelBufferRef screen = painted::frame(96, 40, painted::speckle);
     std::optional<Compositor> compositor{std::in_place, Rect{16, 8, 64, 24}, false, std::nullopt};
     int acquired = 0;
+    bool isPrompt = true;
 };
 
 TEST_F(CompositorView, showsTheScreenItselfWhereMostOfItIsNew) {
@@ -233,6 +237,13 @@ TEST_F(CompositorView, isOneAtATime) {
     EXPECT_TRUE(samePicture(*first, *second));
 }
 
+TEST_F(CompositorView, isForPromptReaders) {
+    isPrompt = false;
+    EXPECT_FALSE(isWithin(*show(), *screen));
+    isPrompt = true;
+    EXPECT_TRUE(isWithin(*show(), *screen));
+}
+
 TEST_F(CompositorView, isNotWorthItForLittle) {
     show();
     screen->damage.emplace();
@@ -261,7 +272,7 @@ TEST_F(CompositorView, losesNothingWhereNoFrameIsToBeHad) {
     screen->damage.emplace();
     screen->damage->add({20, 10, 1, 1});
     ++screen->sequence;
-    EXPECT_EQ(compositor->show(screen, nullptr, std::nullopt, [] { return PixelBufferRef(); }), nullptr);
+    EXPECT_EQ(compositor->show(screen, nullptr, std::nullopt, {[] { return PixelBufferRef(); }}), nullptr);
     screen->damage->clear();
     const ConstPixelBufferRef next = show();
     ASSERT_TRUE(next->damage);

@@ -49,7 +49,7 @@ public:
     }
     std::optional<Error> drain(const Output&) override { return std::nullopt; }
 
-    double cost = 0.5; ///< frame periods a picture takes
+    double cost = 0.5;     ///< frame periods a picture takes
     double firstTimes = 1; ///< the first one so many times as long
     bool obeys = true;
     Haste haste = Haste::none;

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <fstream>
 #include <random>
+#include <semaphore>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -164,6 +165,30 @@ INSTANTIATE_TEST_SUITE_P(Table, SolidColour,
                                          ColourCase{"blue", {255, 0, 0}}, ColourCase{"white", {255, 255, 255}},
                                          ColourCase{"black", {0, 0, 0}}, ColourCase{"grey", {128, 128, 128}}),
                          [](const auto& tested) { return std::string(tested.param.name); });
+
+TEST(RecordingWriter, saysWhetherAFrameWouldBeReadNext) {
+    const TemporaryFolder folder;
+    std::binary_semaphore read{0};
+    std::binary_semaphore goOn{0};
+    const auto writer = makeWriter(folder.file());
+    writer->start({0, 60});
+    EXPECT_TRUE(writer->isWaitingForVideo());
+    // The writer's thread stands still where it lets the frame go.
+    const PixelBufferRef memory = numberedFrame(width, height, 1);
+    EXPECT_TRUE(writer->appendVideo(PixelBuffer::wrap(memory->row(0), memory->strideBytes(), width, height,
+                                                      [&] {
+                                                          read.release();
+                                                          goOn.acquire();
+                                                      }),
+                                    {0, 60}));
+    read.acquire();
+    EXPECT_TRUE(writer->isWaitingForVideo());
+    EXPECT_TRUE(writer->appendVideo(numberedFrame(width, height, 2), {1, 60}));
+    EXPECT_FALSE(writer->isWaitingForVideo());
+    goOn.release();
+    static_cast<void>(finishAndWait(*writer));
+    EXPECT_EQ(readMovie(folder.file()).video->packets.size(), 2U);
+}
 
 TEST(RecordingWriter, lastFrameLastsUntilTheSoundEnds) {
     const TemporaryFolder folder;

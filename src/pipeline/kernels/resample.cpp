@@ -60,8 +60,8 @@ HWY_INLINE void filterNearWith(const NearRow& row, const std::byte* pixels, Four
     const std::size_t weightsPerTap = row.weightsPerTap;
     for (std::size_t output = begin; output < end; output += step) {
         const std::int32_t base = pairs[output * 2];
-        const auto places = hn::IndicesFromVec(
-            wholePixels, hn::Sub(hn::LoadU(indices, pairs + output * 2), hn::Set(indices, base)));
+        const auto places =
+            hn::IndicesFromVec(wholePixels, hn::Sub(hn::LoadU(indices, pairs + output * 2), hn::Set(indices, base)));
         const std::byte* from = pixels + static_cast<std::size_t>(base) * 4;
         const std::int16_t* weights = allWeights + output * 4;
         auto evenSum = hn::Zero(values);

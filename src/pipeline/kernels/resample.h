@@ -30,8 +30,8 @@ struct NearRow {
 };
 
 /// Horizontal pass where outputs lie dense: among eight in a row, the first pixels are at most 14 apart, among four at
-/// most 6, among two at most 2. `pixels` starts at pixel 0. Outputs `begin` (even) to `end` go to `into` and on, 4 values
-/// each; rounded up to whole vectors.
+/// most 6, among two at most 2. `pixels` starts at pixel 0. Outputs `begin` (even) to `end` go to `into` and on, 4
+/// values each; rounded up to whole vectors.
 void filterNear(const NearRow& row, const std::byte* pixels, Fourth fourth, std::size_t begin, std::size_t end,
                 std::int16_t* into);
 
