@@ -13,14 +13,16 @@ panel on the screen, used through its controls. What a row means:
     s/min      processor seconds of recorder and X server for each minute, without what the server does for the workload
                alone (measured before, and reckoned by pictures painted)
     ms/pic     the same for each picture of the film: what tells where one of them cannot keep up
+    ratio, each    ours of s/min and of ms/pic, divided by the other's; aim: what the first should be at most
     pictures   written a second; of 100 pictures that the workload has painted, how many are not in the film
     MB/min     of the file
     peak MB    most memory resident
     SSIM       of the luma of pictures of the film against what the workload painted (the median picture). The camera's
                side of the picture is left out; beautified films are compared with the same look, uncompressed
 
-What is kept in FILE tells the same of the recorder's threads, by name. Medians; after ± half of what lies between the least and the greatest. Sound: ffmpeg has silence made for it, Quillet
-records the desktop's speakers and microphone; neither the sound server nor the camera's program is counted.
+What is kept in FILE tells the same of the recorder's threads, by name. Medians; after ± half of what lies between the
+least and the greatest. Sound: ffmpeg has silence made for it, Quillet records the desktop's speakers and microphone;
+neither the sound server nor the camera's program is counted.
 
 --promptness records films of that many seconds and prints how long after the press of the button the film begins (its
 first picture's number tells when that was on the screen; the picture may have been up to a 60th of a second younger), and
@@ -496,21 +498,29 @@ def middle(values, digits):
     return f"{statistics.median(values):.{digits}f} ±{(max(values) - min(values)) / 2:.{digits}f}"
 
 
+def per_minute(runs):
+    return statistics.median(run["cpu"] for run in runs)
+
+
+def per_picture(runs):
+    return statistics.median(run["cpu"] / 0.06 / run["pictures"] for run in runs)
+
+
 def table(results):
-    print(f"{'workload':<14}{'recorder':<9}{'s/min':>14}{'ms/pic':>9}{'ratio':>8}{'aim':>6}{'pictures/s':>14}{'missing %':>13}"
-          f"{'MB/min':>15}{'peak MB':>10}{'SSIM':>18}")
+    print(f"{'workload':<15}{'recorder':<9}{'s/min':>14}{'ms/pic':>9}{'ratio':>8}{'each':>8}{'aim':>6}{'pictures/s':>14}"
+          f"{'missing %':>13}{'MB/min':>15}{'peak MB':>10}{'SSIM':>18}")
     for name in WORKLOADS:
         rows = {kind: [r for r in results if r["workload"] == name and r["recorder"] == kind]
                 for kind in ("x11grab", "Quillet")}
         for kind, runs in rows.items():
             if not runs:
                 continue
-            ratio = aim = ""
+            ratios, aim = ["", ""], ""
             if kind == "Quillet" and rows["x11grab"]:
-                ratio = f"{statistics.median(r['cpu'] for r in runs) / statistics.median(r['cpu'] for r in rows['x11grab']):.3f}"
+                ratios = [f"{cost(runs) / cost(rows['x11grab']):.3f}" for cost in (per_minute, per_picture)]
                 aim = WORKLOADS[name][4] or ""
-            print(f"{name:<14}{kind:<9}{middle((r['cpu'] for r in runs), 2):>14}"
-                  f"{statistics.median(r['cpu'] / 0.06 / r['pictures'] for r in runs):>9.1f}{ratio:>8}{aim:>6}"
+            print(f"{name:<15}{kind:<9}{middle((r['cpu'] for r in runs), 2):>14}{per_picture(runs):>9.1f}"
+                  f"{ratios[0]:>8}{ratios[1]:>8}{aim:>6}"
                   f"{middle((r['pictures'] for r in runs), 1):>14}{middle((r['missing'] for r in runs), 1):>13}"
                   f"{middle((r['megabytes'] for r in runs), 1):>15}{statistics.median(r['peak'] for r in runs):>10.0f}"
                   f"{middle((r['ssim'] for r in runs), 4):>18}")
