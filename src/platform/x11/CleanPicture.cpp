@@ -84,6 +84,12 @@ bool CleanPicture::isPending() const {
     return damage->isPending() || !memory.isCurrent() || (scene && scene->isPending(memory));
 }
 
+bool CleanPicture::isPendingForOursOnly() const {
+    // The screen announces only that something has changed, which may be that repaint.
+    return scene && !damage->mustPoll() && (!damage->isPending() || scene->isOwnRepaintPending()) &&
+           !scene->isPending(memory, WindowScene::Whose::others);
+}
+
 std::optional<CleanPicture::Clock::time_point> CleanPicture::nextExpiry() const {
     return scene ? scene->nextExpiry() : std::nullopt;
 }

@@ -43,6 +43,8 @@ public:
     bool handleEvent(const xcb_generic_event_t& event);
     /// Whether there is something to fetch, or a repaint of ours to tell of.
     [[nodiscard]] bool isPending() const;
+    /// Whether that is, as far as is known, nothing but a repaint of ours.
+    [[nodiscard]] bool isPendingForOursOnly() const;
     /// When there will be without any event; nothing when not.
     [[nodiscard]] std::optional<Clock::time_point> nextExpiry() const;
 

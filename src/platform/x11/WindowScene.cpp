@@ -113,16 +113,23 @@ void WindowScene::doubt(std::uint32_t id) {
     askToRepaint(connection, *watch.stack().find(id), *tainted.partOf(id));
 }
 
-bool WindowScene::isPending(const CoveredMemory& memory) const {
-    if (!memory.isCurrent() || mustCover || mustDistrust || ownRepainted || watch.needsRefresh() ||
-        watch.stack().changes().any)
+bool WindowScene::isPending(const CoveredMemory& memory, Whose whose) const {
+    if (!memory.isCurrent() || mustCover || mustDistrust || watch.needsRefresh() || watch.stack().changes().any)
         return true;
+    if (ownRepainted && whose == Whose::all) return true;
     if (const auto next = nextExpiry(); next && *next <= Clock::now()) return true;
     return std::ranges::any_of(damage.announced(), [&](std::uint32_t id) {
         const StackedWindow* const window = watch.stack().find(id);
-        return window && window->isVisible() &&
+        return window && window->isVisible() && (whose == Whose::all || !window->isOwn) &&
                (window->isOwn || memory.covered().intersects(toQRect(window->outer)) || tainted.partOf(id));
     });
+}
+
+bool WindowScene::isOwnRepaintPending() const {
+    return ownRepainted || std::ranges::any_of(damage.announced(), [&](std::uint32_t id) {
+               const StackedWindow* const window = watch.stack().find(id);
+               return window && window->isOwn && window->isVisible();
+           });
 }
 
 void WindowScene::requestDamage(const CoveredMemory& memory) {

@@ -42,8 +42,10 @@ public:
     /// What is drawn has another place or size.
     void show(const PixelRect& area);
 
-    /// Whether something has happened that the picture may have to follow.
-    [[nodiscard]] bool isPending(const CoveredMemory& memory) const;
+    enum class Whose { all, others };
+    /// Whether something has happened, or to others' windows, that the picture may have to follow.
+    [[nodiscard]] bool isPending(const CoveredMemory& memory, Whose whose = Whose::all) const;
+    [[nodiscard]] bool isOwnRepaintPending() const;
     /// When something will, without any event; nothing when not.
     [[nodiscard]] std::optional<Clock::time_point> nextExpiry() const { return own.nextExpiry(); }
 

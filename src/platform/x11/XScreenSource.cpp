@@ -92,6 +92,12 @@ bool XScreenSource::isPending() const {
     return geometryChanged || wantsAnother || picture->isPending() || pointer->isPending();
 }
 
+/// Of what is pending.
+FramePacing::Cause XScreenSource::cause() const {
+    const bool isOurs = !geometryChanged && !wantsAnother && (!picture->isPending() || picture->isPendingForOursOnly());
+    return isOurs ? FramePacing::Cause::ours : FramePacing::Cause::others;
+}
+
 void XScreenSource::makeAnother() {
     if (hasEnded) return;
     wantsAnother = true;
@@ -107,7 +113,7 @@ void XScreenSource::waitForEvents() {
 }
 
 void XScreenSource::scheduleNext() {
-    if (isPending()) return scheduleTick(pacing.due());
+    if (isPending()) return scheduleTick(pacing.due(cause()));
     if (const auto expiry = picture->nextExpiry()) scheduleTick(std::max(*expiry, pacing.due()));
 }
 
@@ -124,7 +130,7 @@ void XScreenSource::scheduleTick(FramePacing::Clock::time_point when) {
 void XScreenSource::onReadable() {
     drainEvents();
     if (connection->isLost()) return end();
-    if (isPending() && FramePacing::Clock::now() >= pacing.due()) return tick();
+    if (isPending() && FramePacing::Clock::now() >= pacing.due(cause())) return tick();
     scheduleNext();
 }
 
@@ -153,7 +159,7 @@ void XScreenSource::tick() {
     drainEvents();
     PixelBuffer* const frame = frames->writable();
     if (!frame) { // everything is lent: what is pending stays so
-        pacing.tookPlaceAt(FramePacing::Clock::now());
+        pacing.tookPlaceAt(FramePacing::Clock::now(), cause());
         return waitForEvents();
     }
     if (geometryChanged) readGeometry();
@@ -195,6 +201,7 @@ PixelBuffer* XScreenSource::wholeFrame(const PixelBuffer& frame) {
 }
 
 bool XScreenSource::fetchPixels(const PixelBuffer& frame) {
+    const FramePacing::Cause reason = cause();
     const CleanPicture::Result result = picture->fetch({.request =
                                                             [this] {
                                                                 pointer->request();
@@ -203,7 +210,7 @@ bool XScreenSource::fetchPixels(const PixelBuffer& frame) {
                                                         .collect = [this] { takePointer(); },
                                                         .drainEvents = [this] { drainEvents(); },
                                                         .wholeFrame = [&] { return wholeFrame(frame); }});
-    pacing.tookPlaceAt(fetchedAt);
+    pacing.tookPlaceAt(fetchedAt, reason);
     if (result == CleanPicture::Result::refused) geometryChanged = true;
     return result == CleanPicture::Result::complete;
 }

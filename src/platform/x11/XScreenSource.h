@@ -58,6 +58,7 @@ private:
     void drainEvents();
     void handleEvent(const xcb_generic_event_t& event);
     [[nodiscard]] bool isPending() const;
+    [[nodiscard]] FramePacing::Cause cause() const;
 
     // One tick, in its steps.
     void tick();
