@@ -63,15 +63,14 @@ ConstPixelBufferRef CameraCircle::draw(const PixelBuffer& camera, double diamete
     prepareScaler({camera.width(), camera.height(), diameter});
     if (halvings > 0) halve(camera);
     const int sourceWidth = halvings > 0 ? halvedWidth : camera.width();
-    const auto read = [&](int row, int begin, int end, std::byte* to) -> ImageScaler::SourceRow {
-        const std::byte* const room = to;
+    const auto read = [&](int row, int begin, int end, std::byte* room) -> ImageScaler::SourceRow {
+        std::byte* const to = room + static_cast<std::ptrdiff_t>(begin) * 4;
         const int first = mirrored ? sourceWidth - end : begin;
         const auto count = static_cast<std::size_t>(end - begin);
         const std::byte* from =
             halvings == 0 ? camera.row(row)
                           : halved.data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(halvedWidth) * 4;
         from += static_cast<std::size_t>(first) * 4;
-        to += static_cast<std::ptrdiff_t>(begin) * 4;
         if (halvings == 0 && camera.alpha == Alpha::ignored) {
             kernels::copyOpaque(to, from, count);
             if (mirrored) reverse(to, end - begin);

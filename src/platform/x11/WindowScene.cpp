@@ -116,12 +116,12 @@ void WindowScene::doubt(std::uint32_t id) {
 bool WindowScene::isPending(const CoveredMemory& memory, Whose whose) const {
     if (!memory.isCurrent() || mustCover || mustDistrust || watch.needsRefresh() || watch.stack().changes().any)
         return true;
-    if (ownRepainted && whose == Whose::all) return true;
+    if (whose == Whose::all && isOwnRepaintPending()) return true;
     if (const auto next = nextExpiry(); next && *next <= Clock::now()) return true;
     return std::ranges::any_of(damage.announced(), [&](std::uint32_t id) {
         const StackedWindow* const window = watch.stack().find(id);
-        return window && window->isVisible() && (whose == Whose::all || !window->isOwn) &&
-               (window->isOwn || memory.covered().intersects(toQRect(window->outer)) || tainted.partOf(id));
+        return window && window->isVisible() && !window->isOwn &&
+               (memory.covered().intersects(toQRect(window->outer)) || tainted.partOf(id));
     });
 }
 

@@ -43,7 +43,7 @@ public:
     void show(const PixelRect& area);
 
     enum class Whose { all, others };
-    /// Whether something has happened, or to others' windows, that the picture may have to follow.
+    /// Whether something has happened that the picture may have to follow; of others only, or repaints of ours too.
     [[nodiscard]] bool isPending(const CoveredMemory& memory, Whose whose = Whose::all) const;
     [[nodiscard]] bool isOwnRepaintPending() const;
     /// When something will, without any event; nothing when not.
